@@ -1,0 +1,7 @@
+#include "core/processor_time.h"
+
+#include <ctime>
+
+uint32_t readProcessorSeconds() {
+    return static_cast<uint32_t>(std::clock() / 1000000);
+}

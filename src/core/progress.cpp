@@ -1,0 +1,13 @@
+#include "core/progress.h"
+
+#include <cstdio>
+
+void printRuler() {
+    std::printf("--------------------------------------------------\n");
+}
+
+int32_t printStars(int32_t printed, int32_t target) {
+    for (; printed < target; ++printed) std::printf("*");
+    std::fflush(stdout);
+    return printed;
+}
