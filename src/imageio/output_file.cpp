@@ -1,0 +1,17 @@
+#include "imageio/output_file.h"
+
+#include <filesystem>
+#include <system_error>
+
+bool finishOutputFile(std::FILE* file, const char* path) {
+    bool whole = file != nullptr;
+    if (file != nullptr) {
+        const bool failedBefore = std::ferror(file) != 0;
+        whole = std::fclose(file) == 0 && !failedBefore;  // the last bytes may fail to reach the disk as late as here
+        std::error_code ignored;
+        // Only a regular file: a device or a pipe that refused the bytes is not ours to remove.
+        if (!whole && std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
+    }
+    if (!whole) std::printf("Erreur : impossible d'ecrire le fichier %s\n", path);
+    return whole;
+}

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <cstdio>
+
+/// Closes an output file (null when it could not be created). When anything failed since its creation, a full disk
+/// say, prints the line that names the file, removes what was written of it, and returns false.
+[[nodiscard]] bool finishOutputFile(std::FILE* file, const char* path);
