@@ -1,0 +1,123 @@
+#include "align/global/rotation_search.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "align/global/difference.h"
+#include "align/global/resampling.h"
+#include "align/global/sampling.h"
+#include "align/global/shift_search.h"
+#include "core/fatal_error.h"
+#include "core/progress.h"
+#include "core/run_state.h"
+
+namespace {
+
+constexpr double radiansPerDegree = 0.017453292522222223;  // 3.141592654 / 180
+constexpr double inversePi = 0.31830988614222805;          // 1 / 3.141592654
+constexpr float starsPerRange = 16.666668f;
+
+struct Placement {
+    float angle = 0.0f;  // radians
+    ShiftMatch shift = {.score = 1e24f, .x = 0, .y = 0};
+};
+
+bool turns() {
+    return runState.angleMin != runState.angleMax;
+}
+
+// Every whole degree from angleMin on with every shift. The angle is summed in single precision: the last degree may land
+// past angleMax and drop out.
+Placement searchCoarsely() {
+    const Image& current = runState.current;
+    const int32_t fraction = turns() ? 4 : runState.translationFraction;
+    const ShiftRange range = {.minX = runState.shiftMinX,
+                              .maxX = runState.shiftMaxX,
+                              .minY = runState.shiftMinY,
+                              .maxY = runState.shiftMaxY,
+                              .step = runState.shiftStep};
+    Placement best;
+    int32_t stars = 0;
+    for (float angle = runState.angleMin; angle <= runState.angleMax;) {
+        if (turns()) {
+            const float progress = (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
+            stars = printStars(stars, truncateToInteger(progress) + 1);
+        }
+        Image window = makeRotatedWindow(current, current.width / fraction, current.height / fraction, angle);
+        if (searchShift(window, runState.reference, range, best.shift)) best.angle = angle;
+        releaseImage(window);
+        const auto next = static_cast<float>(static_cast<double>(angle) + radiansPerDegree);
+        if (next == angle) break;  // too large an angle for a degree to change it
+        angle = next;
+    }
+    return best;
+}
+
+float scoreAngle(float angle) {
+    const Image& current = runState.current;
+    Image window = makeRotatedWindow(current, current.width, current.height, angle);
+    const float score = measureDifference(window, runState.reference);
+    releaseImage(window);
+    return score;
+}
+
+// Narrows the degree around the coarse angle to thirds until half the resolution is reached. The windows are compared
+// without a shift. The angle is that of the bound that moved last.
+float refineAngle(float angle) {
+    const double half = 0.5 * radiansPerDegree + static_cast<double>(runState.angleResolution);
+    auto high = static_cast<float>(static_cast<double>(angle) + half);
+    auto low = static_cast<float>(static_cast<double>(angle) - half);
+    float span = high - low;
+    while (span > runState.angleResolution * 0.5f) {
+        std::printf("***");
+        std::fflush(stdout);
+        const float lowThird = low + span * 0.33333334f;
+        const float highThird = low + (span + span) * 0.33333334f;
+        const bool keepsLow = scoreAngle(highThird) >= scoreAngle(lowThird);
+        float& bound = keepsLow ? high : low;
+        const float moved = keepsLow ? highThird : lowThird;
+        const bool stuck = bound == moved;
+        bound = angle = moved;
+        span = high - low;
+        if (stuck) break;  // the thirds have come down to neighbouring numbers
+    }
+    return angle;
+}
+
+void appendToShiftList(const ShiftMatch& shift) {
+    if (runState.shiftMinX == runState.shiftMaxX && runState.shiftMinY == runState.shiftMaxY) return;
+    std::fprintf(runState.shiftList, "%i %i ", shift.x, shift.y);
+    if (shift.x == runState.shiftMaxX || shift.x == runState.shiftMinX || shift.y == runState.shiftMaxY ||
+        shift.y == runState.shiftMinY) {
+        std::printf("\n!!! Attention : la valeur maximum de decalage autoris\x8E" "e a ete atteinte.\n");
+        std::fprintf(runState.shiftList, "  Non optimal");
+    }
+    std::fprintf(runState.shiftList, "\n");
+    std::fflush(runState.shiftList);  // a run that dies keeps its lines
+}
+
+}  // namespace
+
+void searchRotationAndTranslation() {
+    std::printf("Ajustement global : \n");
+    if (runState.angleResolution == 0.0f) {
+        std::printf("Erreur : resolution angulaire nulle");
+        fatalError();
+    }
+    printRuler();
+    Placement best = searchCoarsely();
+    const ShiftMatch& shift = best.shift;
+    if (turns()) {
+        best.angle = refineAngle(best.angle);
+        std::printf("\ntheta=%f  DeltaX=%i   DeltaY=%i\n", static_cast<double>(best.angle) * 180 * inversePi, shift.x,
+                    shift.y);
+    } else {
+        std::printf("\nDeltaX=%i   DeltaY=%i\n", shift.x, shift.y);
+    }
+    appendToShiftList(shift);
+    Image& current = runState.current;
+    const Image aligned =
+        makeAlignedImage(current, best.angle, static_cast<float>(shift.x), static_cast<float>(shift.y));
+    releaseImage(current);
+    current = aligned;
+}
