@@ -1,0 +1,5 @@
+#include "core/driver.h"
+
+int main(int argumentCount, char** arguments) {
+    return runBatch(argumentCount, arguments);
+}
