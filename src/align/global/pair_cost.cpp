@@ -2,6 +2,9 @@
 
 #include <array>
 
+#include "align/global/pair_cost_x86.h"
+#include "core/processor_features.h"
+
 namespace {
 
 float computePairCost(Pixel a, Pixel b) {
@@ -22,14 +25,21 @@ RowCost sumRowPlain(const Pixel* a, const Pixel* b, size_t count) {
     return cost;
 }
 
-constexpr std::array rowKernels = {RowKernel{"plain", sumRowPlain}};
+constexpr std::array rowKernels = {
+    RowKernel{"plain", sumRowPlain},
+#if defined(__x86_64__)
+    RowKernel{"avx2", sumRowAvx2},
+    RowKernel{"avx512", sumRowAvx512},
+#endif
+};
 
 }  // namespace
 
 std::span<const RowKernel> listRowKernels() {
-    return rowKernels;
+    return std::span(rowKernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
 }
 
 RowCost sumRow(const Pixel* a, const Pixel* b, size_t count) {
-    return listRowKernels().back().sumRow(a, b, count);
+    static const SumRow fastest = listRowKernels().back().sumRow;
+    return fastest(a, b, count);
 }
