@@ -3,7 +3,7 @@
 #if defined(__x86_64__)
 
 bool hasAvx2() {
-    return __builtin_cpu_supports("avx2") != 0;
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
 }
 
 bool hasAvx512() {

@@ -25,11 +25,15 @@ RowCost sumRowPlain(const Pixel* a, const Pixel* b, size_t count) {
     return cost;
 }
 
+double estimateRowPlain(const Pixel* a, const Pixel* b, size_t count) {
+    return sumRowPlain(a, b, count).sum;
+}
+
 constexpr std::array rowKernels = {
-    RowKernel{"plain", sumRowPlain},
+    RowKernel{"plain", sumRowPlain, estimateRowPlain},
 #if defined(__x86_64__)
-    RowKernel{"avx2", sumRowAvx2},
-    RowKernel{"avx512", sumRowAvx512},
+    RowKernel{"avx2", sumRowAvx2, estimateRowAvx2},
+    RowKernel{"avx512", sumRowAvx512, estimateRowAvx512},
 #endif
 };
 
@@ -39,7 +43,7 @@ std::span<const RowKernel> listRowKernels() {
     return std::span(rowKernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
 }
 
-RowCost sumRow(const Pixel* a, const Pixel* b, size_t count) {
-    static const SumRow fastest = listRowKernels().back().sumRow;
-    return fastest(a, b, count);
+const RowKernel& fastestRowKernel() {
+    static const RowKernel& fastest = listRowKernels().back();
+    return fastest;
 }
