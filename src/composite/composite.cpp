@@ -45,6 +45,7 @@ void accumulateComposite(const Image& aligned) {
     const int64_t offsetY = int64_t{aligned.originY} - reference.originY;
     const int64_t firstX = std::max<int64_t>(0, -offsetX);
     const int64_t lastX = std::min<int64_t>(reference.width, aligned.width - offsetX);
+    if (firstX >= lastX) return;
     for (int64_t y = std::max<int64_t>(0, -offsetY); y < std::min<int64_t>(reference.height, aligned.height - offsetY);
          ++y) {
         CompositeSum* sums = runState.compositeSum + y * reference.width;

@@ -18,7 +18,8 @@ double sine(float angle) {
     return std::sin(static_cast<double>(angle));
 }
 
-// Size and origin of the turned source's bounding box. The shift cancels in the size, but for the rounding of the corners.
+// Size and origin of the turned source's bounding box. The shift cancels in the size, but for the rounding of the
+// corners.
 Image makeTurnedFrame(const Image& source, float angle, float shiftX, float shiftY) {
     const double cosA = cosine(angle), sinA = sine(angle);
     float minX = HUGE_VALF, maxX = -HUGE_VALF, minY = HUGE_VALF, maxY = -HUGE_VALF;
@@ -54,6 +55,7 @@ Image makeRotatedWindow(const Image& source, int32_t width, int32_t height, floa
     Image window = makeUnfilledImage(width, height);
     window.originX = width / 2;
     window.originY = height / 2;
+    if (countPixels(window) == 0) return window;
     for (int64_t y = 0; y < window.height; ++y) {
         Pixel* row = rowOf(window, y);
         if (y % 2 == 0) {
@@ -81,6 +83,7 @@ Image makeScaledCopy(const Image& source, float factor) {
     Image copy = makeUnfilledImage(scale(source.width), scale(source.height));
     copy.originX = scale(source.originX);
     copy.originY = scale(source.originY);
+    if (countPixels(copy) == 0) return copy;
     const float step = 1.0f / factor;
     for (int32_t y = 0; y < copy.height; ++y) {
         Pixel* row = rowOf(copy, y);
@@ -94,6 +97,7 @@ Image makeScaledCopy(const Image& source, float factor) {
 Image makeAlignedImage(Image source, float angle, float shiftX, float shiftY) {
     const double cosA = cosine(angle), sinA = sine(angle);
     const Image aligned = makeTurnedFrame(source, angle, shiftX, shiftY);
+    if (countPixels(aligned) == 0) return aligned;
     const auto width = static_cast<size_t>(aligned.width);
     std::vector<double> cosU(width), sinU(width);
     std::vector<float> positionX(width), positionY(width);
