@@ -4,11 +4,11 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <vector>
 
 #include "imageio/bmp_layout.h"
 #include "imageio/output_file.h"
+#include "imageio/pixel_packing.h"
 
 namespace {
 
@@ -37,19 +37,13 @@ int64_t countRowsPerWrite(int64_t stride) {
     return std::max<int64_t>(bytesPerWrite / std::max<int64_t>(stride, 1), 1);
 }
 
-void packRow(const Pixel* row, int64_t width, uint8_t* bytes) {
-    for (int64_t x = 0; x < width - 1; ++x) {
-        std::memcpy(bytes + 3 * x, &row[x], sizeof(Pixel));  // the weight gives way to the next pixel
-    }
-    if (width > 0) std::memcpy(bytes + 3 * (width - 1), &row[width - 1], 3);
-}
-
 void writeRows(std::FILE* file, const Image& image, int64_t stride, std::vector<uint8_t>& buffer) {
     const int64_t rowsPerWrite = countRowsPerWrite(stride);
     for (int64_t first = 0; first < image.height && std::ferror(file) == 0; first += rowsPerWrite) {
         const int64_t rows = std::min<int64_t>(rowsPerWrite, image.height - first);
         for (int64_t r = 0; r < rows; ++r) {
-            packRow(rowOf(image, image.height - 1 - (first + r)), image.width, buffer.data() + r * stride);
+            fastestPacking().packPixels(rowOf(image, image.height - 1 - (first + r)), buffer.data() + r * stride,
+                                        static_cast<size_t>(image.width));
         }
         std::fwrite(buffer.data(), 1, static_cast<size_t>(rows * stride), file);
     }

@@ -35,7 +35,8 @@
 [[nodiscard]] inline Pixel samplePixel(const Image& image, int64_t ix, int64_t iy, float fx, float fy) {
     if (ix < 0 || iy < 0 || ix >= image.width || iy >= image.height) return {};
     const Pixel* top = rowOf(image, iy) + ix;
-    if (ix == image.width - 1 || iy == image.height - 1) return *top;
+    const bool onPixel = fx == 0.0f && fy == 0.0f;  // then the mix is the pixel
+    if (onPixel || ix == image.width - 1 || iy == image.height - 1) return *top;
     const Pixel* bottom = top + image.width;
     return mixBilinear(top[0], top[1], bottom[0], bottom[1], fx, fy);
 }
