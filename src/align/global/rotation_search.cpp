@@ -1,6 +1,7 @@
 #include "align/global/rotation_search.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -80,9 +81,9 @@ Placement searchCoarsely() {
     return best;
 }
 
-// The score of the whole current image turned, its origin laid on the reference's: as of a window of its full size, each
-// row of which is looked at once and not kept.
-float scoreAngle(float angle) {
+// The scores of the whole current image turned by either angle, its origin laid on the reference's: as of windows of its
+// full size, each row of which is looked at once and not kept. Both angles in one pass, as they read the same rows.
+std::array<float, 2> scoreAngles(const std::array<float, 2>& angles) {
     const Image &current = runState.current, &reference = runState.reference;
     const Image window = {.pixels = nullptr,
                           .width = current.width,
@@ -92,18 +93,21 @@ float scoreAngle(float angle) {
     const Overlap overlap = findOverlap(window, reference, int64_t{window.originX} - reference.originX,
                                         int64_t{window.originY} - reference.originY);
     std::vector<Pixel> row(static_cast<size_t>(window.width));
-    CostSum sum;
+    std::array<CostSum, 2> sums;
     for (int64_t v = 0; v < overlap.height; ++v) {
         const int64_t y = overlap.aY + v;
-        if (y % 2 == 0) {
-            sampleWindowRow(current, window, y, angle, row.data());
-            addPairs(sum, row.data() + overlap.aX, rowOf(reference, overlap.bY + v) + overlap.bX,
-                     static_cast<size_t>(overlap.width));
-        } else {
-            addMaskedPairs(sum, overlap.width);
+        for (size_t i = 0; i < angles.size(); ++i) {
+            if (y % 2 == 0) {
+                sampleWindowRow(current, window, y, angles[i], row.data());
+                addPairs(sums[i], row.data() + overlap.aX, rowOf(reference, overlap.bY + v) + overlap.bX,
+                         static_cast<size_t>(overlap.width));
+            } else {
+                addMaskedPairs(sums[i], overlap.width);
+            }
         }
     }
-    return computeScore(sum, overlap.width * overlap.height);
+    const int64_t pairCount = overlap.width * overlap.height;
+    return {computeScore(sums[0], pairCount), computeScore(sums[1], pairCount)};
 }
 
 // Narrows the degree around the coarse angle to thirds until half the resolution is reached. The windows are compared
@@ -118,7 +122,8 @@ float refineAngle(float angle) {
         std::fflush(stdout);
         const float lowThird = low + span * 0.33333334f;
         const float highThird = low + (span + span) * 0.33333334f;
-        const bool keepsLow = scoreAngle(highThird) >= scoreAngle(lowThird);
+        const auto [lowScore, highScore] = scoreAngles({lowThird, highThird});
+        const bool keepsLow = highScore >= lowScore;
         float& bound = keepsLow ? high : low;
         const float moved = keepsLow ? highThird : lowThird;
         const bool stuck = bound == moved;

@@ -12,6 +12,11 @@ void samplePositionsPlain(const Image& source, const float* x, const float* y, P
     for (size_t i = 0; i < count; ++i) row[i] = samplePosition(source, x[i], y[i]);
 }
 
+void sampleFractionsPlain(const Image& source, const int32_t* x, const float* fx, int32_t y, float fy, Pixel* row,
+                          size_t count) {
+    for (size_t i = 0; i < count; ++i) row[i] = samplePixel(source, x[i], y, fx[i], fy);
+}
+
 void sampleTurnedRowPlain(const Image& source, const TurnedRow& positions, Pixel* row, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         const auto u = static_cast<float>(positions.firstU + static_cast<int32_t>(i));
@@ -23,9 +28,9 @@ void sampleTurnedRowPlain(const Image& source, const TurnedRow& positions, Pixel
 }
 
 constexpr std::array kernels = {
-    SamplingKernel{"plain", samplePositionsPlain, sampleTurnedRowPlain},
+    SamplingKernel{"plain", samplePositionsPlain, sampleFractionsPlain, sampleTurnedRowPlain},
 #if defined(__x86_64__)
-    SamplingKernel{"avx512", samplePositionsAvx512, sampleTurnedRowAvx512},
+    SamplingKernel{"avx512", samplePositionsAvx512, sampleFractionsAvx512, sampleTurnedRowAvx512},
 #endif
 };
 

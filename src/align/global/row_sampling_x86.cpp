@@ -102,9 +102,8 @@ struct Neighbours {
 }
 
 // Sixteen positions, each with all four neighbours in the picture.
-[[TARGET_AVX512]] inline __m512i mixPixels(const Image& source, __m512 x, __m512 y, __m512i ix, __m512i iy) {
-    const Neighbours pixels = gatherNeighbours(source, ix, iy);
-    const __m512 fx = _mm512_sub_ps(x, _mm512_cvtepi32_ps(ix)), fy = _mm512_sub_ps(y, _mm512_cvtepi32_ps(iy));
+[[TARGET_AVX512]] inline __m512i mixPixels(const Image& source, __m512i x, __m512i y, __m512 fx, __m512 fy) {
+    const Neighbours pixels = gatherNeighbours(source, x, y);
     const __m512 one = _mm512_set1_ps(1.0f);
     const __m512 gx = _mm512_sub_ps(one, fx), gy = _mm512_sub_ps(one, fy);
     return _mm512_or_si512(
@@ -129,12 +128,30 @@ struct Neighbours {
             const __mmask16 notBelow =
                 _mm512_mask_cmp_ps_mask(_mm512_cmp_ps_mask(positionX, zero, _CMP_GE_OQ), positionY, zero, _CMP_GE_OQ);
             if (notBelow == 0xFFFF && allBelow(ix, source.width - 1) && allBelow(iy, source.height - 1)) {
-                _mm512_storeu_si512(row + i, mixPixels(source, positionX, positionY, ix, iy));
+                const __m512 fx = _mm512_sub_ps(positionX, _mm512_cvtepi32_ps(ix));
+                const __m512 fy = _mm512_sub_ps(positionY, _mm512_cvtepi32_ps(iy));
+                _mm512_storeu_si512(row + i, mixPixels(source, ix, iy, fx, fy));
                 continue;
             }
         }
         // The border of the picture, and what is left of the row.
         for (size_t k = i; k < std::min(i + lanes, count); ++k) row[k] = samplePosition(source, x[k], y[k]);
+    }
+}
+
+[[TARGET_AVX512]] void sampleFractionsAvx512(const Image& source, const int32_t* x, const float* fx, int32_t y, float fy,
+                                             Pixel* row, size_t count) {
+    const bool rowInside = y >= 0 && y < source.height - 1 && source.width > 0;
+    for (size_t i = 0; i < count; i += lanes) {
+        if (count - i >= lanes && rowInside) {
+            const __m512i columns = _mm512_loadu_si512(x + i);
+            if (allBelow(columns, source.width - 1)) {
+                _mm512_storeu_si512(row + i, mixPixels(source, columns, _mm512_set1_epi32(y), _mm512_loadu_ps(fx + i),
+                                                       _mm512_set1_ps(fy)));
+                continue;
+            }
+        }
+        for (size_t k = i; k < std::min(i + lanes, count); ++k) row[k] = samplePixel(source, x[k], y, fx[k], fy);
     }
 }
 

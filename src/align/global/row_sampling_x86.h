@@ -10,6 +10,8 @@
 #if defined(__x86_64__)
 
 void samplePositionsAvx512(const Image& source, const float* x, const float* y, Pixel* row, size_t count);
+void sampleFractionsAvx512(const Image& source, const int32_t* x, const float* fx, int32_t y, float fy, Pixel* row,
+                           size_t count);
 void sampleTurnedRowAvx512(const Image& source, const TurnedRow& positions, Pixel* row, size_t count);
 
 #endif
