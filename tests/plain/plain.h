@@ -21,6 +21,9 @@ Pixel samplePixel(const Image& image, int64_t x, int64_t y, float fx, float fy);
 /// The same at a position, which is outside when it is below 0 on either axis.
 Pixel samplePosition(const Image& image, float x, float y);
 
+/// The cost of one facing pair, masked or not.
+float computePairCost(Pixel a, Pixel b);
+
 float measureDifference(const Image& a, const Image& b);
 Image makeRotatedWindow(const Image& source, int32_t width, int32_t height, float angle);
 Image makeScaledCopy(const Image& source, float factor);
