@@ -5,6 +5,7 @@
 
 #include "align/global/pair_cost.h"
 #include "align/global/row_sampling.h"
+#include "imageio/pixel_packing.h"
 #include "plain/plain.h"
 #include "scenes.h"
 
@@ -100,6 +101,27 @@ TEST(SamplingKernels, GiveThePlainBytes) {
             EXPECT_TRUE(sameImage(row, onLine)) << trial << ", turned";
             kernel.sampleFractions(source, columns, fractions, y0, fraction, row.pixels, countPixels(row));
             EXPECT_TRUE(sameImage(row, atFractions)) << trial << ", fractions";
+        }
+    }
+}
+
+TEST(PackingKernels, MoveTheThreeColours) {
+    Random random(15);
+    for (int32_t count = 0; count <= largestCount; ++count) {
+        const Image scene = makeScene(random, Fill::noise, Mask::scattered, false, count, 1);
+        const Image row = moveToGuarded(0, scene, true), back = moveToGuarded(1, scene, true);
+        auto* bytes = reinterpret_cast<uint8_t*>(takeGuarded(2, 0, true)) - 3 * count;
+        const Image full = keep(copyImage(row));
+        for (int32_t i = 0; i < count; ++i) full.pixels[i].weight = 255;
+        for (const PackingKernel& kernel : listPackingKernels()) {
+            std::fill_n(bytes, 3 * count, uint8_t{0});
+            kernel.packPixels(row.pixels, bytes, countPixels(row));
+            for (int32_t i = 0; i < count; ++i)
+                EXPECT_EQ(format("%i %i %i", bytes[3 * i], bytes[3 * i + 1], bytes[3 * i + 2]),
+                          format("%i %i %i", row.pixels[i].blue, row.pixels[i].green, row.pixels[i].red))
+                    << kernel.name << ", pixel " << i << " of " << count;
+            kernel.expandPixels(bytes, back.pixels, countPixels(back));
+            EXPECT_TRUE(sameImage(back, full)) << kernel.name << ", " << count << " pixels";
         }
     }
 }
