@@ -7,14 +7,6 @@
 
 #include "core/fatal_error.h"
 
-size_t countPixels(const Image& image) {
-    return static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
-}
-
-Pixel* rowOf(const Image& image, int64_t y) {
-    return image.pixels + y * image.width;
-}
-
 Image makeUnfilledImage(int64_t width, int64_t height) {
     constexpr int64_t largestSide = std::numeric_limits<int32_t>::max();
     if (width > largestSide || height > largestSide) stopForMemory();

@@ -35,13 +35,14 @@ void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid
     const bool wholeStep = search.shiftStep >= 0x1p31f ||
                            static_cast<float>(static_cast<int32_t>(search.shiftStep)) == search.shiftStep;
     const auto matchBlock = wholeStep ? matchBlockIntegerStep : matchBlockFractionalStep;
+    BlockMatch last = noBlockMatch;
     int32_t stars = 0;
     for (int32_t i = 0; i < grid.columns; ++i) {
         stars = printStars(stars, static_cast<int32_t>(50 * int64_t{i} / grid.columns) + 1);
         for (int32_t j = 0; j < grid.rows; ++j) {
             const int64_t x = layout.firstX + i * layout.spacing, y = layout.firstY + j * layout.spacing;
             BlockMatch match = {unmatchedBlockScore, 0.0f, 0.0f};
-            if (liesInReference(search, x, y)) match = matchBlock(search, current, reference, x, y);
+            if (liesInReference(search, x, y)) match = last = matchBlock(search, current, reference, x, y, last);
             const int64_t entry = int64_t{j} * grid.columns + i;
             grid.displacementX[entry] = match.x;
             grid.displacementY[entry] = match.y;

@@ -1,88 +1,259 @@
 #include "align/blocks/block_matching.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "align/blocks/block_samples.h"
 #include "align/global/difference.h"
-#include "align/global/sampling.h"
+#include "align/global/pair_cost.h"
+#include "align/global/row_sampling.h"
 
 namespace {
 
-// The position of a block's corner in the current image, and the block laid where its content lies in the reference.
-struct BlockFrame {
-    Image block;
-    int64_t cornerX, cornerY;
+// The pixels of a block and those that face it lie in runs without gaps, whatever their rows in the pictures: a block's
+// rows are too short to fill wide vectors one by one. A shift is scored exactly only when an estimate cannot rule it out.
+
+// What a sum of estimates must exceed its limit by so that the exact score is above it.
+constexpr double estimateMargin = 1.0 + 2.0 * estimateError;
+
+constexpr int64_t pairsPerLook = 96;  // between two looks at whether a shift has lost
+
+struct Block {
+    int64_t size;              // pixels a side
+    int64_t cornerX, cornerY;  // in the current image
+    int64_t facingX, facingY;  // the reference pixel that faces the corner when nothing is shifted
 };
 
-BlockFrame makeBlockFrame(const BlockSearch& search, int64_t x, int64_t y) {
-    const int64_t size = 2 * int64_t{search.searchWidth} + 1;
-    return {makeImage(size, size), x - search.searchWidth, y - search.searchWidth};
+Block makeBlock(const BlockSearch& search, const Image& current, const Image& reference, int64_t x, int64_t y) {
+    const int64_t cornerX = x - search.searchWidth, cornerY = y - search.searchWidth;
+    return {.size = std::max<int64_t>(2 * int64_t{search.searchWidth} + 1, 0),
+            .cornerX = cornerX,
+            .cornerY = cornerY,
+            .facingX = cornerX - current.originX + reference.originX,
+            .facingY = cornerY - current.originY + reference.originY};
 }
 
-void cutBlock(const BlockFrame& frame, const Image& current) {
-    for (int64_t by = 0; by < frame.block.height; ++by) {
-        Pixel* row = rowOf(frame.block, by);
-        const int64_t y = frame.cornerY + by;
-        for (int64_t bx = 0; bx < frame.block.width; ++bx) {
-            const int64_t x = frame.cornerX + bx;
-            const bool inside = x >= 0 && x < current.width && y >= 0 && y < current.height;
-            row[bx] = inside ? rowOf(current, y)[x] : Pixel{};
+// A picture to hold the block.
+Image makeBlockImage(const Block& block) {
+    return makeUnfilledImage(block.size, block.size);
+}
+
+bool liesInside(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height) {
+    return x >= 0 && x + width <= image.width && y >= 0 && y + height <= image.height;
+}
+
+// The picture from (x, y) on, width x height pixels, as one run; beside the picture there is no data.
+void cutRun(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height, Pixel* run) {
+    for (int64_t v = y; v < y + height; ++v, run += width) {
+        if (liesInside(image, x, v, width, 1)) {
+            std::copy_n(rowOf(image, v) + x, width, run);
+            continue;
         }
+        for (int64_t u = 0; u < width; ++u) run[u] = liesInside(image, x + u, v, 1, 1) ? rowOf(image, v)[x + u] : Pixel{};
     }
 }
 
-// Offsets are cut toward zero: before the block's corner the fraction is negative and the mix extrapolates.
-void sampleBlock(const BlockFrame& frame, const Image& current, float shiftX, float shiftY) {
-    for (int64_t by = 0; by < frame.block.height; ++by) {
-        Pixel* row = rowOf(frame.block, by);
-        const float offsetY = static_cast<float>(by) - shiftY;
-        const int32_t iy = truncateToInteger(offsetY);
-        for (int64_t bx = 0; bx < frame.block.width; ++bx) {
-            const float offsetX = static_cast<float>(bx) - shiftX;
-            const int32_t ix = truncateToInteger(offsetX);
-            row[bx] = samplePixel(current, frame.cornerX + ix, frame.cornerY + iy, offsetX - static_cast<float>(ix),
-                                  offsetY - static_cast<float>(iy));
+// Adds the estimated costs of a run of pairs to sum and returns whether it stays within largestSum.
+bool staysWithin(double& sum, double largestSum, const Pixel* a, const Pixel* b, int64_t count) {
+    const EstimateRow estimateRow = fastestRowKernel().estimateRow;
+    for (int64_t i = 0; i < count; i += pairsPerLook) {
+        sum += estimateRow(a + i, b + i, static_cast<size_t>(std::min(pairsPerLook, count - i)));
+        if (sum > largestSum) return false;
+    }
+    return true;
+}
+
+// The sum of estimates beyond which a shift scores above the best so far, or above the score known to be reached.
+double findLargestSum(const Block& block, const BlockMatch& best, float ceiling) {
+    return static_cast<double>(std::min(best.score, ceiling)) * estimateMargin * static_cast<double>(block.size * block.size);
+}
+
+// The score of the block's pixels where they face the reference moved by (dx, dy).
+float scoreBlock(const Block& block, const Image& pixels, const Image& reference, int64_t dx, int64_t dy) {
+    return measurePlacement(pixels, reference, -(block.facingX + dx), -(block.facingY + dy));
+}
+
+void takeBetter(BlockMatch& best, float score, double dx, double dy) {
+    if (score < best.score) best = {score, static_cast<float>(dx), static_cast<float>(dy)};
+}
+
+// The next value of a running shift; one past the end when the step no longer changes it.
+double advance(double shift, double step, double last) {
+    return shift + step == shift ? last + 1.0 : shift + step;
+}
+
+// The block of one shift across, for all fractions down: strips of block rows, put together from patches.
+struct Strips {
+    struct Strip {
+        bool made = false;
+        int64_t top = 0;
+        std::vector<Pixel> pixels;
+    };
+    std::array<Strip, 7> byFraction;
+};
+
+const Pixel* stripFrom(Strips& strips, BlockPatches& patches, const std::vector<AxisPiece>& columns, int64_t size,
+                       const AxisPiece& rows) {
+    Strips::Strip& strip = strips.byFraction[rows.fraction];
+    if (!strip.made) {
+        const Patch& any = patchOf(patches, columns.front().fraction, rows.fraction);
+        const int64_t height = any.stride == 0 ? 0 : static_cast<int64_t>(any.pixels.size()) / any.stride;
+        strip.top = any.top;
+        strip.pixels.resize(static_cast<size_t>(height * size));
+        for (const AxisPiece& piece : columns) {
+            const Patch& patch = patchOf(patches, piece.fraction, rows.fraction);
+            const Pixel* from = patch.pixels.data() + (piece.index - patch.left);
+            Pixel* to = strip.pixels.data() + piece.first;
+            for (int64_t row = 0; row < height; ++row, from += patch.stride, to += size) {
+                std::copy_n(from, piece.count, to);
+            }
         }
+        strip.made = true;
+    }
+    return strip.pixels.data() + (rows.index - strip.top) * size;
+}
+
+// What the matching of one block at fractional steps works with.
+struct FractionalMatching {
+    const BlockSearch& search;
+    const Image& current;
+    const Image& reference;
+    Block block;
+    bool facesReference;        // the whole block does
+    Image pixels;               // the block as last sampled
+    std::vector<Pixel> facing;  // the reference pixels that face it, when all do
+};
+
+void sampleBlock(const FractionalMatching& matching, const AxisSamples& columns, const AxisSamples& rows) {
+    const Block& block = matching.block;
+    std::vector<int32_t> x(columns.index);
+    for (int32_t& column : x) column = static_cast<int32_t>(block.cornerX + column);
+    for (size_t by = 0; by < rows.index.size(); ++by) {
+        fastestSampling().sampleFractions(matching.current, x.data(), columns.fraction.data(),
+                                          static_cast<int32_t>(block.cornerY + rows.index[by]), rows.fraction[by],
+                                          rowOf(matching.pixels, static_cast<int64_t>(by)), x.size());
     }
 }
 
-void takeBetter(BlockMatch& best, float score, double x, double y) {
-    if (score < best.score) best = {score, static_cast<float>(x), static_cast<float>(y)};
+float scoreShift(const FractionalMatching& matching, float dx, float dy) {
+    AxisSamples columns, rows;
+    sampleAxis(columns, matching.block.size, dx);
+    sampleAxis(rows, matching.block.size, dy);
+    sampleBlock(matching, columns, rows);
+    return scoreBlock(matching.block, matching.pixels, matching.reference, 0, 0);
 }
 
-float scoreBlock(const BlockFrame& frame, const Image& current, const Image& reference, int64_t shiftX, int64_t shiftY) {
-    return measurePlacement(frame.block, reference, current.originX - frame.cornerX - shiftX - reference.originX,
-                            current.originY - frame.cornerY - shiftY - reference.originY);
+// Steps of whole quarters: every shift is first estimated from strips of samples that the shifts share.
+BlockMatch matchByPatches(const FractionalMatching& matching, float ceiling) {
+    const BlockSearch& search = matching.search;
+    const int64_t size = matching.block.size;
+    BlockPatches patches = {.source = matching.current,
+                            .cornerX = matching.block.cornerX,
+                            .cornerY = matching.block.cornerY,
+                            .leftmost = std::min<int64_t>(-int64_t{search.shiftMaxX}, 0),
+                            .rightmost = size - 1 - search.shiftMinX,
+                            .topmost = std::min<int64_t>(-int64_t{search.shiftMaxY}, 0),
+                            .bottommost = size - 1 - search.shiftMinY};
+    const double step = static_cast<double>(search.shiftStep);
+    BlockMatch best = noBlockMatch;
+    AxisSamples samples;
+    std::vector<AxisPiece> columns, rows;
+    Strips strips;
+    for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx, step, search.shiftMaxX)) {
+        sampleAxis(samples, size, static_cast<float>(dx));
+        cutIntoPieces(columns, samples);
+        for (Strips::Strip& strip : strips.byFraction) strip.made = false;
+        for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advance(dy, step, search.shiftMaxY)) {
+            sampleAxis(samples, size, static_cast<float>(dy));
+            cutIntoPieces(rows, samples);
+            const double largestSum = findLargestSum(matching.block, best, ceiling);
+            double sum = 0.0;
+            bool lost = false;
+            for (const AxisPiece& piece : rows) {
+                const Pixel* strip = stripFrom(strips, patches, columns, size, piece);
+                lost = lost || !staysWithin(sum, largestSum, strip, matching.facing.data() + piece.first * size,
+                                            piece.count * size);
+            }
+            if (!lost) takeBetter(best, scoreShift(matching, static_cast<float>(dx), static_cast<float>(dy)), dx, dy);
+        }
+    }
+    return best;
+}
+
+// Any step: every shift samples the block row by row until it has lost.
+BlockMatch matchByRows(const FractionalMatching& matching, float ceiling) {
+    const BlockSearch& search = matching.search;
+    const double step = static_cast<double>(search.shiftStep);
+    BlockMatch best = noBlockMatch;
+    for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx, step, search.shiftMaxX)) {
+        for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advance(dy, step, search.shiftMaxY)) {
+            (void)ceiling;
+            takeBetter(best, scoreShift(matching, static_cast<float>(dx), static_cast<float>(dy)), dx, dy);
+        }
+    }
+    return best;
 }
 
 }  // namespace
 
 BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
-                                 int64_t y) {
-    BlockFrame frame = makeBlockFrame(search, x, y);
-    cutBlock(frame, current);
-    const auto advance = [&search](int64_t shift) {
-        return static_cast<int64_t>(static_cast<float>(shift) + search.shiftStep);
+                                 int64_t y, const BlockMatch& start) {
+    const Block block = makeBlock(search, current, reference, x, y);
+    Image pixels = makeBlockImage(block);
+    cutRun(current, block.cornerX, block.cornerY, block.size, block.size, pixels.pixels);
+    const int64_t stripHeight = block.size + search.shiftMaxY - search.shiftMinY;
+    const bool facesReference =
+        liesInside(reference, block.facingX + search.shiftMinX, block.facingY + search.shiftMinY,
+                   block.size + search.shiftMaxX - search.shiftMinX, stripHeight);
+    std::vector<Pixel> strip(facesReference ? static_cast<size_t>(block.size * stripHeight) : 0);
+    float ceiling = worstBlockScore;
+    if (start.score < worstBlockScore) {
+        ceiling = scoreBlock(block, pixels, reference, static_cast<int64_t>(start.x), static_cast<int64_t>(start.y));
+    }
+    const auto next = [&search](int64_t shift, int64_t last) {
+        const auto value = static_cast<int64_t>(static_cast<float>(shift) + search.shiftStep);
+        return value == shift ? last + 1 : value;
     };
-    BlockMatch best = {worstBlockScore, 0.0f, 0.0f};
-    for (int64_t dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx)) {
-        for (int64_t dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advance(dy)) {
-            takeBetter(best, scoreBlock(frame, current, reference, dx, dy), static_cast<double>(dx),
+    BlockMatch best = noBlockMatch;
+    for (int64_t dx = search.shiftMinX; dx <= search.shiftMaxX; dx = next(dx, search.shiftMaxX)) {
+        if (facesReference) {
+            cutRun(reference, block.facingX + dx, block.facingY + search.shiftMinY, block.size, stripHeight, strip.data());
+        }
+        for (int64_t dy = search.shiftMinY; dy <= search.shiftMaxY; dy = next(dy, search.shiftMaxY)) {
+            double sum = 0.0;
+            const bool lost = facesReference && !staysWithin(sum, findLargestSum(block, best, ceiling), pixels.pixels,
+                                                             strip.data() + (dy - search.shiftMinY) * block.size,
+                                                             block.size * block.size);
+            if (lost) continue;
+            takeBetter(best, scoreBlock(block, pixels, reference, dx, dy), static_cast<double>(dx),
                        static_cast<double>(dy));
         }
     }
-    releaseImage(frame.block);
+    releaseImage(pixels);
     return best;
 }
 
 BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
-                                    int64_t y) {
-    BlockFrame frame = makeBlockFrame(search, x, y);
-    const double step = static_cast<double>(search.shiftStep);
-    BlockMatch best = {worstBlockScore, 0.0f, 0.0f};
-    for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx += step) {
-        for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy += step) {
-            sampleBlock(frame, current, static_cast<float>(dx), static_cast<float>(dy));
-            takeBetter(best, scoreBlock(frame, current, reference, 0, 0), dx, dy);
-        }
+                                    int64_t y, const BlockMatch& start) {
+    const Block block = makeBlock(search, current, reference, x, y);
+    FractionalMatching matching = {.search = search,
+                                   .current = current,
+                                   .reference = reference,
+                                   .block = block,
+                                   .facesReference = liesInside(reference, block.facingX, block.facingY, block.size, block.size),
+                                   .pixels = makeBlockImage(block),
+                                   .facing = {}};
+    float ceiling = worstBlockScore;
+    if (start.score < worstBlockScore) ceiling = scoreShift(matching, start.x, start.y);
+    const bool byPatches = matching.facesReference && block.size > 0 && hasQuarterFractions(search.shiftStep);
+    if (byPatches) {
+        matching.facing.resize(static_cast<size_t>(block.size * block.size));
+        cutRun(reference, block.facingX, block.facingY, block.size, block.size, matching.facing.data());
     }
-    releaseImage(frame.block);
+    const BlockMatch best = byPatches ? matchByPatches(matching, ceiling) : matchByRows(matching, ceiling);
+    releaseImage(matching.pixels);
     return best;
 }

@@ -18,12 +18,14 @@ struct BlockMatch {
     float x, y;
 };
 constexpr float worstBlockScore = 1e9f;
+constexpr BlockMatch noBlockMatch = {worstBlockScore, 0.0f, 0.0f};
 
 /// The shift at which the block of current around (x, y) fits reference best, the first of equal ones, x before y. Both
-/// are gradient images. For whole steps: only the block's place in the reference changes.
+/// are gradient images. For whole steps: only the block's place in the reference changes. start is the match of another
+/// block of the same search, or none (worstBlockScore): a good guess changes the time, never the result.
 [[nodiscard]] BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current, const Image& reference,
-                                               int64_t x, int64_t y);
+                                               int64_t x, int64_t y, const BlockMatch& start);
 
 /// The same for any step: the block stays where it is, and every shift samples it anew from current.
 [[nodiscard]] BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference,
-                                                  int64_t x, int64_t y);
+                                                  int64_t x, int64_t y, const BlockMatch& start);

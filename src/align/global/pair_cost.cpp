@@ -2,6 +2,9 @@
 
 #include <array>
 
+#include "align/global/pair_cost_x86.h"
+#include "core/processor_features.h"
+
 namespace {
 
 float computePairCost(Pixel a, Pixel b) {
@@ -22,14 +25,25 @@ RowCost sumRowPlain(const Pixel* a, const Pixel* b, size_t count) {
     return cost;
 }
 
-constexpr std::array rowKernels = {RowKernel{"plain", sumRowPlain}};
+double estimateRowPlain(const Pixel* a, const Pixel* b, size_t count) {
+    return sumRowPlain(a, b, count).sum;
+}
+
+constexpr std::array rowKernels = {
+    RowKernel{"plain", sumRowPlain, estimateRowPlain},
+#if defined(__x86_64__)
+    RowKernel{"avx2", sumRowAvx2, estimateRowAvx2},
+    RowKernel{"avx512", sumRowAvx512, estimateRowAvx512},
+#endif
+};
 
 }  // namespace
 
 std::span<const RowKernel> listRowKernels() {
-    return rowKernels;
+    return std::span(rowKernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
 }
 
-RowCost sumRow(const Pixel* a, const Pixel* b, size_t count) {
-    return listRowKernels().back().sumRow(a, b, count);
+const RowKernel& fastestRowKernel() {
+    static const RowKernel& fastest = listRowKernels().back();
+    return fastest;
 }

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
+#include "align/global/row_sampling.h"
 #include "align/global/sampling.h"
 
 namespace {
@@ -49,22 +51,29 @@ Image makeTurnedFrame(const Image& source, float angle, float shiftX, float shif
 }  // namespace
 
 Image makeRotatedWindow(const Image& source, int32_t width, int32_t height, float angle) {
-    const auto cosA = static_cast<float>(cosine(angle)), sinA = static_cast<float>(sine(angle));
-    Image window = makeImage(width, height);
+    Image window = makeUnfilledImage(width, height);
     window.originX = width / 2;
     window.originY = height / 2;
-    for (int64_t y = 0; y < window.height; y += 2) {
-        const auto v = static_cast<float>(y - window.originY);
-        const float startX = -sinA * v + static_cast<float>(source.originX);
-        const float startY = cosA * v + static_cast<float>(source.originY);
+    for (int64_t y = 0; y < window.height; ++y) {
         Pixel* row = rowOf(window, y);
-        for (int32_t x = 0; x < window.width; ++x) {
-            const auto u = static_cast<float>(x - window.originX);
-            const int32_t sx = truncateToInteger(cosA * u + startX), sy = truncateToInteger(sinA * u + startY);
-            if (sx >= 0 && sx < source.width && sy >= 0 && sy < source.height) row[x] = rowOf(source, sy)[sx];
+        if (y % 2 == 0) {
+            sampleWindowRow(source, window, y, angle, row);
+        } else {
+            std::fill(row, row + window.width, Pixel{});
         }
     }
     return window;
+}
+
+void sampleWindowRow(const Image& source, const Image& window, int64_t y, float angle, Pixel* row) {
+    const auto cosA = static_cast<float>(cosine(angle)), sinA = static_cast<float>(sine(angle));
+    const auto v = static_cast<float>(y - window.originY);
+    const TurnedRow positions = {.cosA = cosA,
+                                 .sinA = sinA,
+                                 .startX = -sinA * v + static_cast<float>(source.originX),
+                                 .startY = cosA * v + static_cast<float>(source.originY),
+                                 .firstU = -window.originX};
+    fastestSampling().sampleTurnedRow(source, positions, row, static_cast<size_t>(window.width));
 }
 
 Image makeScaledCopy(const Image& source, float factor) {
@@ -85,15 +94,22 @@ Image makeScaledCopy(const Image& source, float factor) {
 Image makeAlignedImage(Image source, float angle, float shiftX, float shiftY) {
     const double cosA = cosine(angle), sinA = sine(angle);
     const Image aligned = makeTurnedFrame(source, angle, shiftX, shiftY);
-    for (int32_t y = 0; y < aligned.height; ++y) {
+    const auto width = static_cast<size_t>(aligned.width);
+    std::vector<double> cosU(width), sinU(width);
+    std::vector<float> positionX(width), positionY(width);
+    for (size_t x = 0; x < width; ++x) {
+        const double u = static_cast<double>(x) - aligned.originX;
+        cosU[x] = cosA * u;
+        sinU[x] = sinA * u;
+    }
+    for (int64_t y = 0; y < aligned.height; ++y) {
         const double v = static_cast<double>(y) - aligned.originY;
-        Pixel* row = rowOf(aligned, y);
-        for (int32_t x = 0; x < aligned.width; ++x) {
-            const double u = static_cast<double>(x) - aligned.originX;
-            const double sx = source.originX + (cosA * u - sinA * v) + static_cast<double>(shiftX);
-            const double sy = cosA * v + sinA * u + source.originY + static_cast<double>(shiftY);
-            row[x] = samplePosition(source, static_cast<float>(sx), static_cast<float>(sy));
+        const double cosV = cosA * v, sinV = sinA * v;
+        for (size_t x = 0; x < width; ++x) {
+            positionX[x] = static_cast<float>(source.originX + (cosU[x] - sinV) + static_cast<double>(shiftX));
+            positionY[x] = static_cast<float>(cosV + sinU[x] + source.originY + static_cast<double>(shiftY));
         }
+        fastestSampling().samplePositions(source, positionX.data(), positionY.data(), rowOf(aligned, y), width);
     }
     return aligned;
 }

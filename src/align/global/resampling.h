@@ -12,6 +12,10 @@
 /// pixel of an even row is the source pixel at the position cut toward zero; the odd rows hold no data.
 [[nodiscard]] Image makeRotatedWindow(const Image& source, int32_t width, int32_t height, float angle);
 
+/// Row y of such a window, y being even: what only looks at each row once need not keep the window. Of the window only
+/// size and origin are used; row holds its width.
+void sampleWindowRow(const Image& source, const Image& window, int64_t y, float angle, Pixel* row);
+
 /// A copy scaled by a positive factor, origin included, with bilinear interpolation; all sizes are cut toward zero.
 [[nodiscard]] Image makeScaledCopy(const Image& source, float factor);
 
