@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "core/fatal_error.h"
@@ -54,7 +55,12 @@ void skipTo(std::FILE* file, uint32_t position) {
 // The pixels of one row that its first byteCount bytes hold; the others are without data.
 void expandRow(const uint8_t* bytes, int64_t byteCount, Pixel* row, int64_t width) {
     const int64_t wholePixels = std::min(byteCount / 3, width);
-    for (int64_t x = 0; x < wholePixels; ++x) row[x] = {bytes[3 * x], bytes[3 * x + 1], bytes[3 * x + 2], 255};
+    for (int64_t x = 0; x < wholePixels - 1; ++x) {
+        std::memcpy(&row[x], bytes + 3 * x, sizeof(Pixel));  // with the first byte of the next pixel
+        row[x].weight = 255;
+    }
+    const int64_t last = wholePixels - 1;
+    if (last >= 0) row[last] = {bytes[3 * last], bytes[3 * last + 1], bytes[3 * last + 2], 255};
     std::fill(row + wholePixels, row + width, Pixel{});
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 #include "imageio/bmp_layout.h"
@@ -33,11 +34,10 @@ std::array<uint8_t, bmpHeaderSize> makeHeader(const Image& image, int64_t stride
 }
 
 void packRow(const Pixel* row, int64_t width, uint8_t* bytes) {
-    for (int64_t x = 0; x < width; ++x) {
-        bytes[3 * x] = row[x].blue;
-        bytes[3 * x + 1] = row[x].green;
-        bytes[3 * x + 2] = row[x].red;
+    for (int64_t x = 0; x < width - 1; ++x) {
+        std::memcpy(bytes + 3 * x, &row[x], sizeof(Pixel));  // the weight gives way to the next pixel
     }
+    if (width > 0) std::memcpy(bytes + 3 * (width - 1), &row[width - 1], 3);
 }
 
 void writeRows(std::FILE* file, const Image& image, int64_t stride) {

@@ -32,8 +32,8 @@ Image makeGradientImage(const Image& image) {
 void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid& grid) {
     Image current = makeGradientImage(runState.current);
     Image reference = makeGradientImage(runState.reference);
-    const bool wholeStep = search.shiftStep >= 0x1p31f ||
-                           static_cast<float>(static_cast<int32_t>(search.shiftStep)) == search.shiftStep;
+    const bool wholeStep =
+        search.shiftStep >= 0x1p31f || static_cast<float>(static_cast<int32_t>(search.shiftStep)) == search.shiftStep;
     const auto matchBlock = wholeStep ? matchBlockIntegerStep : matchBlockFractionalStep;
     BlockMatch last = noBlockMatch;
     int32_t stars = 0;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
+#include <span>
 #include <vector>
 
 #include "align/blocks/block_samples.h"
@@ -14,12 +14,13 @@
 namespace {
 
 // The pixels of a block and those that face it lie in runs without gaps, whatever their rows in the pictures: a block's
-// rows are too short to fill wide vectors one by one. A shift is scored exactly only when an estimate cannot rule it out.
+// rows are too short to fill wide vectors one by one. A shift is scored exactly only when an estimate cannot rule it
+// out.
 
 // What a sum of estimates must exceed its limit by so that the exact score is above it.
 constexpr double estimateMargin = 1.0 + 2.0 * estimateError;
 
-constexpr int64_t pairsPerLook = 96;  // between two looks at whether a shift has lost
+constexpr int64_t pairsPerLook = 144;  // between two looks at whether a shift has lost
 
 struct Block {
     int64_t size;              // pixels a side
@@ -34,6 +35,10 @@ Block makeBlock(const BlockSearch& search, const Image& current, const Image& re
             .cornerY = cornerY,
             .facingX = cornerX - current.originX + reference.originX,
             .facingY = cornerY - current.originY + reference.originY};
+}
+
+bool hasShifts(const BlockSearch& search) {
+    return search.shiftMinX <= search.shiftMaxX && search.shiftMinY <= search.shiftMaxY;
 }
 
 // A picture to hold the block.
@@ -52,7 +57,8 @@ void cutRun(const Image& image, int64_t x, int64_t y, int64_t width, int64_t hei
             std::copy_n(rowOf(image, v) + x, width, run);
             continue;
         }
-        for (int64_t u = 0; u < width; ++u) run[u] = liesInside(image, x + u, v, 1, 1) ? rowOf(image, v)[x + u] : Pixel{};
+        for (int64_t u = 0; u < width; ++u)
+            run[u] = liesInside(image, x + u, v, 1, 1) ? rowOf(image, v)[x + u] : Pixel{};
     }
 }
 
@@ -68,7 +74,8 @@ bool staysWithin(double& sum, double largestSum, const Pixel* a, const Pixel* b,
 
 // The sum of estimates beyond which a shift scores above the best so far, or above the score known to be reached.
 double findLargestSum(const Block& block, const BlockMatch& best, float ceiling) {
-    return static_cast<double>(std::min(best.score, ceiling)) * estimateMargin * static_cast<double>(block.size * block.size);
+    return static_cast<double>(std::min(best.score, ceiling)) * estimateMargin *
+           static_cast<double>(block.size * block.size);
 }
 
 // The score of the block's pixels where they face the reference moved by (dx, dy).
@@ -95,16 +102,16 @@ struct Strips {
     std::array<Strip, 7> byFraction;
 };
 
-const Pixel* stripFrom(Strips& strips, BlockPatches& patches, const std::vector<AxisPiece>& columns, int64_t size,
+const Pixel* stripFrom(Strips& strips, BlockPatches& patches, std::span<const AxisPiece> columns, int64_t size,
                        const AxisPiece& rows) {
     Strips::Strip& strip = strips.byFraction[rows.fraction];
     if (!strip.made) {
-        const Patch& any = patchOf(patches, columns.front().fraction, rows.fraction);
-        const int64_t height = any.stride == 0 ? 0 : static_cast<int64_t>(any.pixels.size()) / any.stride;
-        strip.top = any.top;
-        strip.pixels.resize(static_cast<size_t>(height * size));
         for (const AxisPiece& piece : columns) {
+            if (piece.count == 0) continue;
             const Patch& patch = patchOf(patches, piece.fraction, rows.fraction);
+            const int64_t height = static_cast<int64_t>(patch.pixels.size()) / patch.stride;  // the same for all pieces
+            strip.top = patch.top;
+            strip.pixels.resize(static_cast<size_t>(height * size));
             const Pixel* from = patch.pixels.data() + (piece.index - patch.left);
             Pixel* to = strip.pixels.data() + piece.first;
             for (int64_t row = 0; row < height; ++row, from += patch.stride, to += size) {
@@ -127,23 +134,22 @@ struct FractionalMatching {
     std::vector<Pixel> facing;  // the reference pixels that face it, when all do
 };
 
-void sampleBlock(const FractionalMatching& matching, const AxisSamples& columns, const AxisSamples& rows) {
+// One row of the block moved by a shift.
+void sampleBlockRow(const FractionalMatching& matching, const AxisSamples& columns, const AxisSamples& rows,
+                    size_t by) {
     const Block& block = matching.block;
-    std::vector<int32_t> x(columns.index);
-    for (int32_t& column : x) column = static_cast<int32_t>(block.cornerX + column);
-    for (size_t by = 0; by < rows.index.size(); ++by) {
-        fastestSampling().sampleFractions(matching.current, x.data(), columns.fraction.data(),
-                                          static_cast<int32_t>(block.cornerY + rows.index[by]), rows.fraction[by],
-                                          rowOf(matching.pixels, static_cast<int64_t>(by)), x.size());
-    }
+    fastestSampling().sampleFractions(
+        matching.current, columns.position.data(), columns.fraction.data(), rows.position[by], rows.fraction[by],
+        rowOf(matching.pixels, static_cast<int64_t>(by)), static_cast<size_t>(block.size));
 }
 
 float scoreShift(const FractionalMatching& matching, float dx, float dy) {
+    const Block& block = matching.block;
     AxisSamples columns, rows;
-    sampleAxis(columns, matching.block.size, dx);
-    sampleAxis(rows, matching.block.size, dy);
-    sampleBlock(matching, columns, rows);
-    return scoreBlock(matching.block, matching.pixels, matching.reference, 0, 0);
+    sampleAxis(columns, block.cornerX, block.size, dx);
+    sampleAxis(rows, block.cornerY, block.size, dy);
+    for (size_t by = 0; by < rows.position.size(); ++by) sampleBlockRow(matching, columns, rows, by);
+    return scoreBlock(block, matching.pixels, matching.reference, 0, 0);
 }
 
 // Steps of whole quarters: every shift is first estimated from strips of samples that the shifts share.
@@ -159,23 +165,19 @@ BlockMatch matchByPatches(const FractionalMatching& matching, float ceiling) {
                             .bottommost = size - 1 - search.shiftMinY};
     const double step = static_cast<double>(search.shiftStep);
     BlockMatch best = noBlockMatch;
-    AxisSamples samples;
-    std::vector<AxisPiece> columns, rows;
     Strips strips;
     for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx, step, search.shiftMaxX)) {
-        sampleAxis(samples, size, static_cast<float>(dx));
-        cutIntoPieces(columns, samples);
+        const auto columns = cutIntoPieces(size, dx);
         for (Strips::Strip& strip : strips.byFraction) strip.made = false;
         for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advance(dy, step, search.shiftMaxY)) {
-            sampleAxis(samples, size, static_cast<float>(dy));
-            cutIntoPieces(rows, samples);
             const double largestSum = findLargestSum(matching.block, best, ceiling);
             double sum = 0.0;
             bool lost = false;
-            for (const AxisPiece& piece : rows) {
+            for (const AxisPiece& piece : cutIntoPieces(size, dy)) {
+                if (piece.count == 0 || lost) continue;
                 const Pixel* strip = stripFrom(strips, patches, columns, size, piece);
-                lost = lost || !staysWithin(sum, largestSum, strip, matching.facing.data() + piece.first * size,
-                                            piece.count * size);
+                lost = !staysWithin(sum, largestSum, strip, matching.facing.data() + piece.first * size,
+                                    piece.count * size);
             }
             if (!lost) takeBetter(best, scoreShift(matching, static_cast<float>(dx), static_cast<float>(dy)), dx, dy);
         }
@@ -183,15 +185,28 @@ BlockMatch matchByPatches(const FractionalMatching& matching, float ceiling) {
     return best;
 }
 
-// Any step: every shift samples the block row by row until it has lost.
+// Any step: every shift samples the block row by row, until it has lost when all of the block faces the reference.
 BlockMatch matchByRows(const FractionalMatching& matching, float ceiling) {
     const BlockSearch& search = matching.search;
+    const Block& block = matching.block;
     const double step = static_cast<double>(search.shiftStep);
     BlockMatch best = noBlockMatch;
+    AxisSamples columns, rows;
     for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx, step, search.shiftMaxX)) {
+        sampleAxis(columns, block.cornerX, block.size, static_cast<float>(dx));
         for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advance(dy, step, search.shiftMaxY)) {
-            (void)ceiling;
-            takeBetter(best, scoreShift(matching, static_cast<float>(dx), static_cast<float>(dy)), dx, dy);
+            sampleAxis(rows, block.cornerY, block.size, static_cast<float>(dy));
+            const double largestSum = findLargestSum(block, best, ceiling);
+            double sum = 0.0;
+            bool lost = false;
+            for (size_t by = 0; by < rows.position.size() && !lost; ++by) {
+                sampleBlockRow(matching, columns, rows, by);
+                if (!matching.facesReference) continue;
+                const int64_t row = static_cast<int64_t>(by);
+                lost = !staysWithin(sum, largestSum, rowOf(matching.pixels, row),
+                                    rowOf(matching.reference, block.facingY + row) + block.facingX, block.size);
+            }
+            if (!lost) takeBetter(best, scoreBlock(block, matching.pixels, matching.reference, 0, 0), dx, dy);
         }
     }
     return best;
@@ -201,6 +216,7 @@ BlockMatch matchByRows(const FractionalMatching& matching, float ceiling) {
 
 BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
                                  int64_t y, const BlockMatch& start) {
+    if (!hasShifts(search)) return noBlockMatch;
     const Block block = makeBlock(search, current, reference, x, y);
     Image pixels = makeBlockImage(block);
     cutRun(current, block.cornerX, block.cornerY, block.size, block.size, pixels.pixels);
@@ -220,7 +236,8 @@ BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current
     BlockMatch best = noBlockMatch;
     for (int64_t dx = search.shiftMinX; dx <= search.shiftMaxX; dx = next(dx, search.shiftMaxX)) {
         if (facesReference) {
-            cutRun(reference, block.facingX + dx, block.facingY + search.shiftMinY, block.size, stripHeight, strip.data());
+            cutRun(reference, block.facingX + dx, block.facingY + search.shiftMinY, block.size, stripHeight,
+                   strip.data());
         }
         for (int64_t dy = search.shiftMinY; dy <= search.shiftMaxY; dy = next(dy, search.shiftMaxY)) {
             double sum = 0.0;
@@ -238,14 +255,16 @@ BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current
 
 BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
                                     int64_t y, const BlockMatch& start) {
+    if (!hasShifts(search)) return noBlockMatch;
     const Block block = makeBlock(search, current, reference, x, y);
-    FractionalMatching matching = {.search = search,
-                                   .current = current,
-                                   .reference = reference,
-                                   .block = block,
-                                   .facesReference = liesInside(reference, block.facingX, block.facingY, block.size, block.size),
-                                   .pixels = makeBlockImage(block),
-                                   .facing = {}};
+    FractionalMatching matching = {
+        .search = search,
+        .current = current,
+        .reference = reference,
+        .block = block,
+        .facesReference = liesInside(reference, block.facingX, block.facingY, block.size, block.size),
+        .pixels = makeBlockImage(block),
+        .facing = {}};
     float ceiling = worstBlockScore;
     if (start.score < worstBlockScore) ceiling = scoreShift(matching, start.x, start.y);
     const bool byPatches = matching.facesReference && block.size > 0 && hasQuarterFractions(search.shiftStep);

@@ -11,8 +11,8 @@ struct BlockSearch {
     float shiftStep;
 };
 
-/// The shift found for a block: current content at offset u from the current image's origin belongs at u + (x, y) from the
-/// reference's. When nothing scores below worstBlockScore, that score and the shift (0, 0).
+/// The shift found for a block: current content at offset u from the current image's origin belongs at u + (x, y) from
+/// the reference's. When nothing scores below worstBlockScore, that score and the shift (0, 0).
 struct BlockMatch {
     float score;
     float x, y;
@@ -27,5 +27,6 @@ constexpr BlockMatch noBlockMatch = {worstBlockScore, 0.0f, 0.0f};
                                                int64_t x, int64_t y, const BlockMatch& start);
 
 /// The same for any step: the block stays where it is, and every shift samples it anew from current.
-[[nodiscard]] BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference,
-                                                  int64_t x, int64_t y, const BlockMatch& start);
+[[nodiscard]] BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current,
+                                                  const Image& reference, int64_t x, int64_t y,
+                                                  const BlockMatch& start);

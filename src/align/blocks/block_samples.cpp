@@ -38,22 +38,22 @@ void samplePatch(Patch& patch, const BlockPatches& patches, size_t fractionX, si
     }
     const std::vector<float> fractions(columns.size(), fractionValue(fractionX));
     for (int64_t row = 0; row < height; ++row) {
-        fastestSampling().sampleFractions(patches.source, columns.data(), fractions.data(),
-                                          static_cast<int32_t>(patches.cornerY + patch.top + row),
-                                          fractionValue(fractionY), patch.pixels.data() + row * patch.stride,
-                                          columns.size());
+        fastestSampling().sampleFractions(
+            patches.source, columns.data(), fractions.data(), static_cast<int32_t>(patches.cornerY + patch.top + row),
+            fractionValue(fractionY), patch.pixels.data() + row * patch.stride, columns.size());
     }
 }
 
 }  // namespace
 
-void sampleAxis(AxisSamples& samples, int64_t size, float shift) {
-    samples.index.resize(static_cast<size_t>(size));
+void sampleAxis(AxisSamples& samples, int64_t corner, int64_t size, float shift) {
+    samples.position.resize(static_cast<size_t>(size));
     samples.fraction.resize(static_cast<size_t>(size));
-    for (size_t b = 0; b < samples.index.size(); ++b) {
+    for (size_t b = 0; b < samples.position.size(); ++b) {
         const float offset = static_cast<float>(b) - shift;
-        samples.index[b] = truncateToInteger(offset);
-        samples.fraction[b] = offset - static_cast<float>(samples.index[b]);
+        const int32_t whole = truncateToInteger(static_cast<double>(offset));
+        samples.position[b] = static_cast<int32_t>(corner + whole);
+        samples.fraction[b] = offset - static_cast<float>(whole);
     }
 }
 
@@ -61,17 +61,14 @@ bool hasQuarterFractions(double step) {
     return std::floor(step * fractionsPerPixel) == step * fractionsPerPixel;
 }
 
-void cutIntoPieces(std::vector<AxisPiece>& pieces, const AxisSamples& samples) {
-    pieces.clear();
-    for (size_t b = 0; b < samples.index.size(); ++b) {
-        const auto quarters = static_cast<int>(static_cast<double>(samples.fraction[b]) * fractionsPerPixel);
-        const auto fraction = static_cast<size_t>(quarters + static_cast<int>(zeroFraction));
-        const int64_t index = samples.index[b];
-        if (pieces.empty() || pieces.back().fraction != fraction || pieces.back().index + pieces.back().count != index) {
-            pieces.push_back({.first = static_cast<int64_t>(b), .count = 0, .index = index, .fraction = fraction});
-        }
-        ++pieces.back().count;
-    }
+std::array<AxisPiece, 2> cutIntoPieces(int64_t size, double shift) {
+    const auto whole = static_cast<int64_t>(std::floor(shift));
+    const auto quarters = static_cast<size_t>((shift - std::floor(shift)) * fractionsPerPixel);
+    if (quarters == 0) return {{{0, size, -whole, zeroFraction}, {size, 0, 0, zeroFraction}}};
+    // Offset b - shift is cut up to b - whole before the corner, and down to b - whole - 1 behind it.
+    const int64_t before = std::clamp<int64_t>(whole + 1, 0, size);
+    return {{{0, before, -whole, zeroFraction - quarters},
+             {before, size - before, before - whole - 1, zeroFraction + 4 - quarters}}};
 }
 
 const Patch& patchOf(BlockPatches& patches, size_t fractionX, size_t fractionY) {
