@@ -1,6 +1,7 @@
 """Whole runs of the program from outside: what it prints, what it leaves behind, how it ends."""
 
 import os
+import pathlib
 import resource
 import signal
 import stat
@@ -205,7 +206,7 @@ class BadFiles(unittest.TestCase):
             def prepare(directory):
                 path = os.path.join(directory, "bad.bmp")
                 os.mkfifo(path)
-                threading.Thread(target=lambda: open(path, "wb").write(content), daemon=True).start()
+                threading.Thread(target=pathlib.Path(path).write_bytes, args=(content,), daemon=True).start()
             return prepare
 
         cannot_open = b"Erreur : impossible d'ouvrir l'image bad.bmp\n"

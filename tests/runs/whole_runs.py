@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 from dataclasses import dataclass, field
 
-program = os.environ["QUILLORNE"]
+program = os.environ.get("QUILLORNE", "")
 sanitized = os.environ.get("QUILLORNE_SANITIZED", "") != ""  # then address space and peak memory say nothing
 fatal_lines = b"Erreur fatale, appuyez sur entree.\nFatal error. Press return.\n"
 
@@ -62,7 +62,7 @@ def read_files(directory):
     return {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir() if path.is_file()}
 
 
-def run(script, files, arguments=("script",), prepare=None, **options):
+def run(script, files, arguments=("script",), prepare=None, command=(program,), **options):
     """Runs the program in a folder of its own. prepare is called there before; options are those of subprocess.run."""
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o777)
@@ -71,7 +71,7 @@ def run(script, files, arguments=("script",), prepare=None, **options):
         if prepare is not None:
             prepare(directory)
         streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
-        process = subprocess.run([program, *arguments], cwd=directory, timeout=120, **streams)
+        process = subprocess.run([*command, *arguments], cwd=directory, timeout=120, **streams)
         left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
         return Outcome(process.returncode, without_times(process.stdout or b""), left)
 
