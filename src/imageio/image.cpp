@@ -10,8 +10,8 @@
 
 namespace {
 
-// Arrays last released, kept for the next pictures: those of a run have mostly one size, and memory fresh from the system
-// costs more time to hand over than a picture to copy.
+// Arrays last released, kept for the next pictures: those of a run have mostly one size, and memory fresh from the
+// system costs more time to hand over than a picture to copy.
 struct SpareArray {
     Pixel* pixels = nullptr;
     size_t count = 0;  // pixels it is known to hold

@@ -60,11 +60,11 @@ void addSource(int32_t lineNumber) {
         std::printf("Erreur : trop d'images \x88 traiter\n");
         fatalError();
     }
-    const bool hasSource = takeName(runState.sourceNames[n], "Image source: ",
-                                    "Commande source sans nom de fichier source", lineNumber);
+    const bool hasSource =
+        takeName(runState.sourceNames[n], "Image source: ", "Commande source sans nom de fichier source", lineNumber);
     if (hasSource) std::printf(" ");
-    const bool hasResult = takeName(runState.resultNames[n], "Fichier resultat: ",
-                                    "Commande source sans nom de fichier resultat", lineNumber);
+    const bool hasResult = takeName(runState.resultNames[n],
+                                    "Fichier resultat: ", "Commande source sans nom de fichier resultat", lineNumber);
     runState.entryOriginXGiven[n] = takeCoordinate(runState.entryOriginX[n], " Point x0=");
     runState.entryOriginYGiven[n] = takeCoordinate(runState.entryOriginY[n], " y0=");
     std::printf("\n");
@@ -219,8 +219,7 @@ void setBlocks(int32_t lineNumber) {
     }
 }
 
-void skipRemark(int32_t) {
-}
+void skipRemark(int32_t) {}
 
 void endWithoutWaiting(int32_t) {
     runState.noWaitAtEnd = 1;

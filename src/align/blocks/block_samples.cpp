@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "align/global/row_sampling.h"
 #include "align/global/sampling.h"
 
 namespace {
 
 constexpr double fractionsPerPixel = 4.0;
 constexpr size_t zeroFraction = 3;
-constexpr int64_t vectorLength = 16;  // rows of a patch are sampled in whole vectors
 
 // The offsets that a fraction occurs with: a negative one before the corner only, a positive one behind it.
 int64_t firstOffset(size_t fraction, int64_t lowest) {
@@ -25,22 +23,43 @@ float fractionValue(size_t fraction) {
     return static_cast<float>((static_cast<double>(fraction) - zeroFraction) / fractionsPerPixel);
 }
 
+// The mix of mixByte for fractions of whole quarters, where single precision rounds nothing: in sixteenths, by
+// integers. The weights of a byte's left and right neighbour above and below add up to at most 100, so 16 bits hold
+// every sum.
+void mixQuarterRow(const Pixel* above, const Pixel* below, size_t fractionX, size_t fractionY, Pixel* row,
+                   int64_t width) {
+    const auto fx = static_cast<int16_t>(fractionX - zeroFraction), fy = static_cast<int16_t>(fractionY - zeroFraction);
+    const auto topLeft = static_cast<int16_t>((4 - fx) * (4 - fy)), topRight = static_cast<int16_t>(fx * (4 - fy));
+    const auto bottomLeft = static_cast<int16_t>((4 - fx) * fy), bottomRight = static_cast<int16_t>(fx * fy);
+    const auto* top = reinterpret_cast<const uint8_t*>(above);
+    const auto* bottom = reinterpret_cast<const uint8_t*>(below);
+    auto* bytes = reinterpret_cast<uint8_t*>(row);
+    for (int64_t i = 0; i < width * int64_t{sizeof(Pixel)}; ++i) {
+        const auto sum = static_cast<int16_t>(top[i] * topLeft + top[i + 4] * topRight + bottom[i] * bottomLeft +
+                                              bottom[i + 4] * bottomRight);
+        bytes[i] = static_cast<uint8_t>(sum / 16);
+    }
+}
+
 void samplePatch(Patch& patch, const BlockPatches& patches, size_t fractionX, size_t fractionY) {
+    const Image& source = patches.source;
     patch.left = firstOffset(fractionX, patches.leftmost);
     patch.top = firstOffset(fractionY, patches.topmost);
-    const int64_t width = std::max<int64_t>(lastOffset(fractionX, patches.rightmost) - patch.left + 1, 0);
+    patch.stride = std::max<int64_t>(lastOffset(fractionX, patches.rightmost) - patch.left + 1, 0);
     const int64_t height = std::max<int64_t>(lastOffset(fractionY, patches.bottommost) - patch.top + 1, 0);
-    patch.stride = (width + vectorLength - 1) / vectorLength * vectorLength;
     patch.pixels.resize(static_cast<size_t>(patch.stride * height));
-    std::vector<int32_t> columns(static_cast<size_t>(patch.stride));
-    for (size_t i = 0; i < columns.size(); ++i) {
-        columns[i] = static_cast<int32_t>(patches.cornerX + patch.left) + static_cast<int32_t>(i);
-    }
-    const std::vector<float> fractions(columns.size(), fractionValue(fractionX));
-    for (int64_t row = 0; row < height; ++row) {
-        fastestSampling().sampleFractions(
-            patches.source, columns.data(), fractions.data(), static_cast<int32_t>(patches.cornerY + patch.top + row),
-            fractionValue(fractionY), patch.pixels.data() + row * patch.stride, columns.size());
+    const int64_t x = patches.cornerX + patch.left, y = patches.cornerY + patch.top;
+    const bool hasNeighbours = x >= 0 && x + patch.stride < source.width && y >= 0 && y + height < source.height;
+    for (int64_t v = 0; v < height; ++v) {
+        Pixel* row = patch.pixels.data() + v * patch.stride;
+        if (hasNeighbours) {
+            mixQuarterRow(rowOf(source, y + v) + x, rowOf(source, y + v + 1) + x, fractionX, fractionY, row,
+                          patch.stride);
+            continue;
+        }
+        for (int64_t u = 0; u < patch.stride; ++u) {
+            row[u] = samplePixel(source, x + u, y + v, fractionValue(fractionX), fractionValue(fractionY));
+        }
     }
 }
 

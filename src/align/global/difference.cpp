@@ -23,6 +23,7 @@ Overlap findOverlap(const Image& a, const Image& b, int64_t offsetX, int64_t off
     Overlap overlap{};
     overlapAxis(offsetX, a.width, b.width, overlap.aX, overlap.bX, overlap.width);
     overlapAxis(offsetY, a.height, b.height, overlap.aY, overlap.bY, overlap.height);
+    if (overlap.width == 0 || overlap.height == 0) overlap.width = overlap.height = 0;
     return overlap;
 }
 

@@ -7,9 +7,9 @@
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #include <immintrin.h>
 
-// A pixel is one 32-bit lane: blue in the low byte, then green, red, weight. The absolute differences of its bytes go to
-// 16-bit halves of such lanes, blue into one vector, green and red into another; multiplying halves with themselves and
-// adding the two halves of each lane up gives blue squared and, with one factor of 4, what green and red add to d.
+// A pixel is one 32-bit lane: blue in the low byte, then green, red, weight. The absolute differences of its bytes go
+// to 16-bit halves of such lanes, blue into one vector, green and red into another; multiplying halves with themselves
+// and adding the two halves of each lane up gives blue squared and, with one factor of 4, what green and red add to d.
 
 #define TARGET_AVX2 gnu::target("avx2,fma")
 #define TARGET_AVX512 gnu::target("avx512f,avx512bw,avx512dq,avx512vl")
@@ -34,16 +34,16 @@ constexpr size_t vectorsPerFold = 64;
 // d of eight pairs; masked has all bits of a lane set whose pair lacks data.
 [[TARGET_AVX2]] inline __m256 computeDifferences8(__m256i a, __m256i b, __m256i& masked) {
     // Green, zero, red, zero of each of the four lanes of a half.
-    const __m256i order = _mm256_add_epi32(_mm256_set1_epi32(greenAndRed),
-                                           _mm256_setr_epi32(0, 0x00040004, 0x00080008, 0x000C000C, 0, 0x00040004,
-                                                             0x00080008, 0x000C000C));
+    const __m256i order = _mm256_add_epi32(
+        _mm256_set1_epi32(greenAndRed),
+        _mm256_setr_epi32(0, 0x00040004, 0x00080008, 0x000C000C, 0, 0x00040004, 0x00080008, 0x000C000C));
     const __m256i difference = _mm256_or_si256(_mm256_subs_epu8(a, b), _mm256_subs_epu8(b, a));
     const __m256i blue = _mm256_and_si256(difference, _mm256_set1_epi32(blueByte));
     const __m256i others = _mm256_shuffle_epi8(difference, order);
     const __m256i weight = _mm256_srli_epi32(_mm256_min_epu8(a, b), 24);
     masked = _mm256_cmpeq_epi32(weight, _mm256_setzero_si256());
-    return _mm256_cvtepi32_ps(_mm256_add_epi32(_mm256_madd_epi16(blue, blue),
-                                               _mm256_madd_epi16(others, _mm256_slli_epi16(others, 2))));
+    return _mm256_cvtepi32_ps(
+        _mm256_add_epi32(_mm256_madd_epi16(blue, blue), _mm256_madd_epi16(others, _mm256_slli_epi16(others, 2))));
 }
 
 [[TARGET_AVX2]] inline double addLanes(__m256d sum) {
@@ -57,15 +57,15 @@ constexpr size_t vectorsPerFold = 64;
 }
 
 [[TARGET_AVX512]] inline __m512 computeDifferences16(__m512i a, __m512i b, __mmask16& unmasked) {
-    const __m512i order = _mm512_add_epi32(_mm512_set1_epi32(greenAndRed),
-                                           _mm512_broadcast_i32x4(_mm_setr_epi32(0, 0x00040004, 0x00080008, 0x000C000C)));
+    const __m512i order = _mm512_add_epi32(
+        _mm512_set1_epi32(greenAndRed), _mm512_broadcast_i32x4(_mm_setr_epi32(0, 0x00040004, 0x00080008, 0x000C000C)));
     const __m512i difference = _mm512_or_si512(_mm512_subs_epu8(a, b), _mm512_subs_epu8(b, a));
     const __m512i blue = _mm512_and_si512(difference, _mm512_set1_epi32(blueByte));
     const __m512i others = _mm512_shuffle_epi8(difference, order);
     const __m512i weight = _mm512_set1_epi32(weightByte);
     unmasked = _mm512_mask_test_epi32_mask(_mm512_test_epi32_mask(a, weight), b, weight);
-    return _mm512_cvtepi32_ps(_mm512_add_epi32(_mm512_madd_epi16(blue, blue),
-                                               _mm512_madd_epi16(others, _mm512_slli_epi16(others, 2))));
+    return _mm512_cvtepi32_ps(
+        _mm512_add_epi32(_mm512_madd_epi16(blue, blue), _mm512_madd_epi16(others, _mm512_slli_epi16(others, 2))));
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #include "align/global/pair_cost.h"
 
 // The cost of a row on x86-64 processors with wide vectors; other processors do without. In the sums every operation of
-// the plain version stands in its order, so each pair's cost has the same bits, and the sums are exact in any order. The
-// estimates add in single precision and fuse multiplication and addition.
+// the plain version stands in its order, so each pair's cost has the same bits, and the sums are exact in any order.
+// The estimates add in single precision and fuse multiplication and addition.
 
 #if defined(__x86_64__)
 

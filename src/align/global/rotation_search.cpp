@@ -44,8 +44,8 @@ ShiftRange shiftRange() {
             .step = runState.shiftStep};
 }
 
-// The next whole degree, summed in single precision: the last one may land past angleMax and drop out. Infinity ends the
-// search where the angle is too large for a degree to change it.
+// The next whole degree, summed in single precision: the last one may land past angleMax and drop out. Infinity ends
+// the search where the angle is too large for a degree to change it.
 float nextAngle(float angle) {
     const auto next = static_cast<float>(static_cast<double>(angle) + radiansPerDegree);
     return next == angle ? HUGE_VALF : next;
@@ -71,7 +71,8 @@ Placement searchCoarsely() {
     int32_t stars = 0;
     for (float angle = runState.angleMin; angle <= runState.angleMax; angle = nextAngle(angle)) {
         if (turns()) {
-            const float progress = (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
+            const float progress =
+                (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
             stars = printStars(stars, truncateToInteger(progress) + 1);
         }
         Image window = makeComparisonWindow(angle);
@@ -81,8 +82,8 @@ Placement searchCoarsely() {
     return best;
 }
 
-// The scores of the whole current image turned by either angle, its origin laid on the reference's: as of windows of its
-// full size, each row of which is looked at once and not kept. Both angles in one pass, as they read the same rows.
+// The scores of the whole current image turned by either angle, its origin laid on the reference's: as of windows of
+// its full size, each row of which is looked at once and not kept. Both angles in one pass, as they read the same rows.
 std::array<float, 2> scoreAngles(const std::array<float, 2>& angles) {
     const Image &current = runState.current, &reference = runState.reference;
     const Image window = {.pixels = nullptr,
@@ -139,7 +140,9 @@ void appendToShiftList(const ShiftMatch& shift) {
     std::fprintf(runState.shiftList, "%i %i ", shift.x, shift.y);
     if (shift.x == runState.shiftMaxX || shift.x == runState.shiftMinX || shift.y == runState.shiftMaxY ||
         shift.y == runState.shiftMinY) {
-        std::printf("\n!!! Attention : la valeur maximum de decalage autoris\x8E" "e a ete atteinte.\n");
+        std::printf(
+            "\n!!! Attention : la valeur maximum de decalage autoris\x8E"
+            "e a ete atteinte.\n");
         std::fprintf(runState.shiftList, "  Non optimal");
     }
     std::fprintf(runState.shiftList, "\n");

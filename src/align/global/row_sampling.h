@@ -10,8 +10,8 @@
 using SamplePositions = void (*)(const Image& source, const float* x, const float* y, Pixel* row, size_t count);
 
 /// Samples count pixels, pixel (x[i], y) plus the fraction (fx[i], fy) each, by the rule of samplePixel.
-using SampleFractions = void (*)(const Image& source, const int32_t* x, const float* fx, int32_t y, float fy, Pixel* row,
-                                 size_t count);
+using SampleFractions = void (*)(const Image& source, const int32_t* x, const float* fx, int32_t y, float fy,
+                                 Pixel* row, size_t count);
 
 /// The positions of a row of a turned window, in single precision: pixel i of the row, at offset u = firstU + i, shows
 /// the source at (cosA u + startX, sinA u + startY), cut toward zero.

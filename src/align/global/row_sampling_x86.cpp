@@ -17,8 +17,8 @@ namespace {
 
 constexpr size_t lanes = 16;
 
-// Where sixteen pixels lie when they fit into sixteen columns of two rows: the corner, each one's column from there, and
-// which are in the lower row.
+// Where sixteen pixels lie when they fit into sixteen columns of two rows: the corner, each one's column from there,
+// and which are in the lower row.
 struct Patch {
     bool compact;
     const Pixel* corner;
@@ -139,8 +139,8 @@ struct Neighbours {
     }
 }
 
-[[TARGET_AVX512]] void sampleFractionsAvx512(const Image& source, const int32_t* x, const float* fx, int32_t y, float fy,
-                                             Pixel* row, size_t count) {
+[[TARGET_AVX512]] void sampleFractionsAvx512(const Image& source, const int32_t* x, const float* fx, int32_t y,
+                                             float fy, Pixel* row, size_t count) {
     const bool rowInside = y >= 0 && y < source.height - 1 && source.width > 0;
     for (size_t i = 0; i < count; i += lanes) {
         if (count - i >= lanes && rowInside) {
@@ -155,13 +155,15 @@ struct Neighbours {
     }
 }
 
-[[TARGET_AVX512]] void sampleTurnedRowAvx512(const Image& source, const TurnedRow& positions, Pixel* row, size_t count) {
+[[TARGET_AVX512]] void sampleTurnedRowAvx512(const Image& source, const TurnedRow& positions, Pixel* row,
+                                             size_t count) {
     const __m512 cosA = _mm512_set1_ps(positions.cosA), sinA = _mm512_set1_ps(positions.sinA);
     const __m512 startX = _mm512_set1_ps(positions.startX), startY = _mm512_set1_ps(positions.startY);
     const __m512i laneNumbers = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
     for (size_t i = 0; i < count; i += lanes) {
         const __mmask16 present = count - i >= lanes ? 0xFFFF : static_cast<__mmask16>((1u << (count - i)) - 1);
-        const __m512i offset = _mm512_add_epi32(laneNumbers, _mm512_set1_epi32(positions.firstU + static_cast<int32_t>(i)));
+        const __m512i offset =
+            _mm512_add_epi32(laneNumbers, _mm512_set1_epi32(positions.firstU + static_cast<int32_t>(i)));
         const __m512 u = _mm512_cvtepi32_ps(offset);
         const __m512i x = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_mul_ps(cosA, u), startX));
         const __m512i y = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_mul_ps(sinA, u), startY));

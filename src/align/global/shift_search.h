@@ -16,8 +16,8 @@ struct ShiftMatch {
     int32_t x, y;
 };
 
-/// Finds the shift of the range at which moving fits fixed best, the first of equal ones in the order x ascending, then y
-/// ascending. When it scores strictly better than best, best takes it and the result is true. Shifts that score above
+/// Finds the shift of the range at which moving fits fixed best, the first of equal ones in the order x ascending, then
+/// y ascending. When it scores strictly better than best, best takes it and the result is true. Shifts that score above
 /// ceiling may be passed over: a score known to be reached saves time.
 bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, float ceiling, ShiftMatch& best);
 
