@@ -78,7 +78,7 @@ class EndToEnd(unittest.TestCase):
         rows = [[(3, 60, 120), (90, 30, 255)], [(0, 6, 200), (33, 99, 150)]]
         outcome = run(b"Reference ref.bmp\nOptiTranslation 1\nCompositage sum.dir/x.bmp\n"
                       b"Source ref.bmp a.bmp\nSource ref.bmp b.bmp\nSource gone.bmp c.bmp\n", {"ref.bmp": make_bmp(rows)})
-        self.assertEqual(outcome.files["a.bmp"] if "a.bmp" in outcome.files else None, make_bmp(rows))
+        self.assertEqual(outcome.files["a.bmp"], make_bmp(rows))
         means = [[tuple(2 * byte // 3 for byte in pixel) for pixel in row] for row in rows]
         self.assertEqual(outcome.files["sum.bmp"], make_bmp(means))
         cards = [("SIMPLE", "T"), ("BITPIX", "16"), ("NAXIS", "2"), ("NAXIS1", "2"), ("NAXIS2", "2"), ("MIPS-HI", "768"),
@@ -96,6 +96,7 @@ class EndToEnd(unittest.TestCase):
                           outcome.console)
         self.assertIsNotNone(found, outcome.console)
         self.assertLess(abs(float(found[2])), 0.1)
+        self.assertEqual(outcome.status, 0)
         self.assertEqual(outcome.files["shift.lst"], b"0 0 \n")
 
     def test_command_line(self):
@@ -128,14 +129,15 @@ class EndToEnd(unittest.TestCase):
 
         files = {"ref.bmp": reference}
         one_too_many = b"".join(b"Source a b\n" for _ in range(30000))
-        long_path = "./" * 254 + "abcd"
+        long_path = "./" * 256
         cases = (
             ("no reference", b"", {}, b"Erreur : pas d'image de reference\n"),
             ("no script", b"", {"arguments": ("%s",)}, b"Impossible d'ouvrir le fichier %s\n"),
             ("script is a folder", b"", {"arguments": (".",)}, b"Impossible d'ouvrir le fichier .\n"),
             ("512 characters of path", b"", {"arguments": (long_path,)},
              b"Erreur : chemin du script trop long (511 caracteres au plus)\n"),
-            ("511 characters of path", b"", {"arguments": (long_path[1:],)}, b"Impossible d'ouvrir le fichier /./"),
+            ("511 characters of path", b"", {"arguments": (long_path[:511],)},
+             b"Impossible d'ouvrir le fichier " + long_path[:511].encode() + b"\n"),
             ("no such reference", b"Reference %n.bmp\n", {},
              b"Chargement du fichier %n.bmpErreur : impossible d'ouvrir l'image %n.bmp\n"),
             ("resolution 0", b"Reference ref.bmp\nAngle 0 0 0\nSource ref.bmp a.bmp\n", {},
@@ -150,10 +152,7 @@ class EndToEnd(unittest.TestCase):
             with self.subTest(what):
                 outcome = run(script, files, **options)
                 self.assertEqual(outcome.status, -signal.SIGABRT)
-                self.assertIn(message, outcome.console)
-                self.assertTrue(outcome.console.endswith(fatal_lines), outcome.console[-200:])
-                if not what.startswith("511"):
-                    self.assertTrue(outcome.console.endswith(message + fatal_lines), outcome.console[-200:])
+                self.assertTrue(outcome.console.endswith(message + fatal_lines), outcome.console[-200:])
 
 
 class BadFiles(unittest.TestCase):
@@ -161,7 +160,6 @@ class BadFiles(unittest.TestCase):
         """A source that message is printed for: the run ends there, or goes on to the picture behind it."""
         with self.subTest(what):
             script = b"Reference ref.bmp\nSource " + name + b" bad_out.bmp\nSource moved.bmp a.bmp\n"
-            files = {name: content for name, content in files.items()}
             outcome = run(script, {"ref.bmp": reference, "moved.bmp": moved, **files}, prepare=prepare)
             loading = b"Chargement du fichier " + name + message
             self.assertIn(loading + (fatal_lines if fatal else b""), outcome.console)
@@ -279,18 +277,18 @@ class Faults(unittest.TestCase):
         cls.whole = run(full_script, full_files)
 
     def test_full_disk(self):
-        sizes = {name: len(content) for name, content in self.whole.files.items()}
-        self.assertEqual(sizes, {"a.bmp": 9270, "b.bmp": 9270, "sum.bmp": 9270, "sumR.fit": 9024, "sumV.fit": 9024,
-                                 "sumB.fit": 9024, "shift.lst": 12})
-        for limit in (9269, 9100, 9023, 4096, 55, 54, 11, 7, 0):
+        """Each limit is just enough for some files: 9270 bytes a picture, 9024 a channel, 12 the shift list."""
+        for limit in (9270, 9269, 9023, 4096, 54, 11, 7, 0):
             with self.subTest(limit):
                 outcome = run(full_script, full_files,
                               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
-                self.assertEqual(outcome.status, 1)
-                for name, size in sizes.items():
-                    self.assertEqual(cannot_write(name.encode()) in outcome.console, size > limit, name)
-                    self.assertEqual(outcome.files.get(name), None if size > limit else self.whole.files[name], name)
+                self.assertEqual(outcome.status, 0 if limit == 9270 else 1)
                 self.assertTrue(outcome.console.endswith(end))
+                for name, content in self.whole.files.items():
+                    cut = len(content) > limit
+                    part = content[:limit] if name == "shift.lst" else None  # a picture is whole or gone, lines stay
+                    self.assertEqual(outcome.files.get(name), part if cut else content, name)
+                    self.assertEqual(cannot_write(name.encode()) in outcome.console, cut, name)
 
     def test_outputs_that_cannot_be(self):
         for name in (b"/dev/full", b"no/such/folder.bmp", b".", b"link"):
@@ -305,28 +303,22 @@ class Faults(unittest.TestCase):
     @unittest.skipIf(sanitized, "a sanitizer takes address space for itself")
     def test_memory_refused(self):
         """At every limit the run is whole, or says what it lacks and ends as a fatal error does."""
-        rows = make_texture(320, 240)
-        files = {"ref.bmp": make_bmp(rows)}
+        files = {"ref.bmp": make_bmp(make_texture(320, 240))}
         script = b"Reference ref.bmp\nCompositage sum\nBloc 10 4 1 0.5\nOptiTranslation 20\nSource ref.bmp a.bmp\n"
 
-        def attempt(script, kilobytes):
+        unlimited, statuses, wrong = run(script, files), [], []
+        for kilobytes in range(12000, 0, -16):
             limit = kilobytes * 1024
-            return run(script, files, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit)))
-
-        lowest, loads = 0, 1 << 20  # the least in which the program starts at all
-        while loads - lowest > 4:
-            middle = (lowest + loads) // 2
-            lowest, loads = (lowest, middle) if banner in attempt(b"", middle).console else (middle, loads)
-        unlimited = run(script, files)
-        statuses, wrong = [], []
-        for kilobytes in list(range(loads, loads + 600, 4)) + list(range(loads + 600, loads + 6000, 50)):
-            outcome = attempt(script, kilobytes)
+            outcome = run(script, files, stderr=subprocess.DEVNULL,
+                          preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit)))
+            if outcome.status == 127:  # the libraries have no room: the program does not even start
+                break
             statuses.append(outcome.status)
             refused = outcome.status == -signal.SIGABRT and outcome.console.endswith(out_of_memory + fatal_lines)
             if outcome != unlimited and not refused:
                 wrong.append(f"{kilobytes} KiB: {outcome.status}, {outcome.console[-200:]}")
         self.assertEqual(wrong, [])
-        self.assertEqual((statuses[0], statuses[-1]), (-signal.SIGABRT, 0))
+        self.assertEqual((statuses[0], statuses[-1]), (0, -signal.SIGABRT))
 
     def test_standard_streams_gone(self):
         reading, writing = os.pipe()
