@@ -58,22 +58,15 @@ std::string takeScript() {
     return script.str();
 }
 
-struct Frame {
-    int width, height, start;
-};
-
-Frame takeFrame() {
-    const int width = takeBelow(41), height = takeBelow(41);
-    return {width, height, takeByte()};
-}
-
-// The bytes left over are the texture that every picture shows, each from another start on: there is something to find.
-void writePicture(const Frame& frame, const char* path) {
-    Image image = makeImage(frame.width, frame.height);
-    for (int y = 0; y < frame.height && !unread.empty(); ++y) {
-        for (int x = 0; x < frame.width; ++x) {
-            const auto at = static_cast<size_t>(frame.start + x + 23 * y), n = unread.size();
-            rowOf(image, y)[x] = {unread[at % n], unread[(at + 1) % n], unread[(at + 7) % n], 255};
+// All bytes of the input are the texture that every picture shows, each from another start on: there is something to
+// find.
+void writePicture(const char* path, std::span<const uint8_t> texture) {
+    const int width = takeBelow(41), height = takeBelow(41), start = takeByte();
+    Image image = makeImage(width, height);
+    for (int y = 0; y < height && !texture.empty(); ++y) {
+        for (int x = 0; x < width; ++x) {
+            const auto at = static_cast<size_t>(start + x + 23 * y), n = texture.size();
+            rowOf(image, y)[x] = {texture[at % n], texture[(at + 1) % n], texture[(at + 7) % n], 255};
         }
     }
     if (!writeBmp(image, path)) std::abort();
@@ -86,11 +79,8 @@ void writePicture(const Frame& frame, const char* path) {
 void runInput(std::span<const uint8_t> input) {
     unread = input;
     const std::string script = takeScript();
-    const std::array frames = {takeFrame(), takeFrame(), takeFrame()};
-    writePicture(frames[0], "0.bmp");
-    writePicture(frames[1], "1.bmp");
-    writePicture(frames[2], "2.bmp");
     writeInput("script.txt", {reinterpret_cast<const uint8_t*>(script.data()), script.size()});
+    for (const char* path : {"0.bmp", "1.bmp", "2.bmp"}) writePicture(path, input);
     resetRunState();
     char program[] = "quillorne", path[] = "script.txt";
     std::array arguments = {program, path};
