@@ -1,9 +1,11 @@
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "align/blocks/block_grid.h"
 #include "align/blocks/block_matching.h"
+#include "align/blocks/block_row_matching.h"
 #include "align/blocks/deformation.h"
 #include "align/blocks/gradient_image.h"
 #include "benches.h"
@@ -15,16 +17,15 @@ namespace {
 
 constexpr int32_t gridWidth = 16;
 
-// Calls match for every block of the layout and collects the results in a grid, the former match at hand.
-template <typename Match>
-void matchAll(const BlockLayout& layout, BlockGrid& grid, const Match& match) {
-    BlockMatch last = noBlockMatch;
-    for (int32_t i = 0; i < grid.columns; ++i) {
-        for (int32_t j = 0; j < grid.rows; ++j) {
-            last = match(layout.firstX + i * layout.spacing, layout.firstY + j * layout.spacing, last);
-            const int32_t entry = j * grid.columns + i;
-            grid.displacementX[entry] = last.x;
-            grid.displacementY[entry] = last.y;
+// Matches row after row of the layout by matchRow and collects the results in a grid.
+void matchAll(const BlockLayout& layout, BlockGrid& grid,
+              const std::function<void(int64_t y, BlockMatch* matches)>& matchRow) {
+    std::vector<BlockMatch> matches(static_cast<size_t>(grid.columns));
+    for (int32_t j = 0; j < grid.rows; ++j) {
+        matchRow(layout.firstY + j * layout.spacing, matches.data());
+        for (int32_t i = 0; i < grid.columns; ++i) {
+            grid.displacementX[j * grid.columns + i] = matches[static_cast<size_t>(i)].x;
+            grid.displacementY[j * grid.columns + i] = matches[static_cast<size_t>(i)].y;
         }
     }
 }
@@ -55,20 +56,25 @@ void benchMatching(const Image& frame, const Image& reference, int32_t largestSh
     BlockGrid plainGrid = makeBlockGrid(layout), fastGrid = makeBlockGrid(layout);
     const bool whole = step == 1.0f;
     const auto plainMatch = whole ? plain::matchBlockIntegerStep : plain::matchBlockFractionalStep;
-    const auto fastMatch = whole ? matchBlockIntegerStep : matchBlockFractionalStep;
     const std::string what = "blocks, shift " + std::to_string(largestShift) + (whole ? ", step 1" : ", step 0.5");
+    const auto positionOf = [&layout](int32_t i) { return layout.firstX + i * layout.spacing; };
+    const auto matchPlainRow = [&](int64_t y, BlockMatch* matches) {
+        for (int32_t i = 0; i < plainGrid.columns; ++i) {
+            matches[i] = plainMatch(search, current, facing, positionOf(i), y);
+        }
+    };
+    const auto matchFastRow = [&](int64_t y, BlockMatch* matches) {
+        if (whole) {
+            matchBlockRow(search, current, facing, layout.firstX, y, layout.spacing, layout.columns, matches);
+            return;
+        }
+        for (int32_t i = 0; i < fastGrid.columns; ++i) {
+            const BlockMatch& start = i == 0 ? noBlockMatch : matches[i - 1];
+            matches[i] = matchBlockFractionalStep(search, current, facing, positionOf(i), y, start);
+        }
+    };
     compareTimes(
-        what,
-        [&] {
-            matchAll(layout, plainGrid, [&](int64_t x, int64_t y, const BlockMatch&) {
-                return plainMatch(search, current, facing, x, y);
-            });
-        },
-        [&] {
-            matchAll(layout, fastGrid, [&](int64_t x, int64_t y, const BlockMatch& start) {
-                return fastMatch(search, current, facing, x, y, start);
-            });
-        });
+        what, [&] { matchAll(layout, plainGrid, matchPlainRow); }, [&] { matchAll(layout, fastGrid, matchFastRow); });
     for (int32_t entry = 0; entry < plainGrid.columns * plainGrid.rows; ++entry) {
         expectEqual(what, plainGrid.displacementX[entry] == fastGrid.displacementX[entry] &&
                               plainGrid.displacementY[entry] == fastGrid.displacementY[entry]);

@@ -30,6 +30,12 @@ BlockMatch matchEmptyBlock(const BlockSearch& search) {
     return {scoreWithoutPairs, static_cast<float>(search.shiftMinX), static_cast<float>(search.shiftMinY)};
 }
 
+int64_t advanceWhole(int64_t shift, float step, int64_t last) {
+    const float next = static_cast<float>(shift) + step;
+    if (next >= 0x1p31f || static_cast<int64_t>(next) == shift) return last + 1;
+    return static_cast<int64_t>(next);
+}
+
 bool liesInside(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height) {
     return x >= 0 && x + width <= image.width && y >= 0 && y + height <= image.height;
 }

@@ -25,6 +25,10 @@ struct Block {
 /// The match of a block without pixels: every shift scores the same, so it is the first one.
 [[nodiscard]] BlockMatch matchEmptyBlock(const BlockSearch& search);
 
+/// The next value of a running whole shift, cut to a whole number of single precision; beyond last when the step does
+/// not change it or leads out of 32 bits.
+[[nodiscard]] int64_t advanceWhole(int64_t shift, float step, int64_t last);
+
 /// Whether that rectangle lies in the picture.
 [[nodiscard]] bool liesInside(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height);
 

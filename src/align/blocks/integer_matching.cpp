@@ -27,14 +27,6 @@ float scoreShift(const IntegerMatching& matching, int64_t dx, int64_t dy) {
     return measurePlacement(picture, matching.reference, -(block.facingX + dx), -(block.facingY + dy));
 }
 
-// The next value of a running shift, cut to a whole number of single precision; beyond last when the step does not
-// change it or leads out of 32 bits.
-int64_t advance(int64_t shift, float step, int64_t last) {
-    const float next = static_cast<float>(shift) + step;
-    if (next >= 0x1p31f || static_cast<int64_t>(next) == shift) return last + 1;
-    return static_cast<int64_t>(next);
-}
-
 void takeShift(const IntegerMatching& matching, BlockMatch& best, float ceiling, int64_t dx, int64_t dy) {
     const Block& block = matching.block;
     const int64_t count = block.size * block.size;
@@ -77,13 +69,14 @@ BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current
         ceiling = scoreShift(matching, static_cast<int64_t>(start.x), static_cast<int64_t>(start.y));
     }
     BlockMatch best = noBlockMatch;
-    for (int64_t dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx, search.shiftStep, search.shiftMaxX)) {
+    for (int64_t dx = search.shiftMinX; dx <= search.shiftMaxX;
+         dx = advanceWhole(dx, search.shiftStep, search.shiftMaxX)) {
         if (matching.facesReference) {
             cutRun(reference, block.facingX + dx, block.facingY + search.shiftMinY, block.size, stripHeight,
                    matching.strip.data());
         }
         for (int64_t dy = search.shiftMinY; dy <= search.shiftMaxY;
-             dy = advance(dy, search.shiftStep, search.shiftMaxY)) {
+             dy = advanceWhole(dy, search.shiftStep, search.shiftMaxY)) {
             takeShift(matching, best, ceiling, dx, dy);
         }
     }
