@@ -15,6 +15,7 @@
 #include "core/run_state.h"
 #include "imageio/bmp_reader.h"
 #include "imageio/bmp_writer.h"
+#include "imageio/output_file.h"
 #include "script/script_reader.h"
 
 namespace {
@@ -71,7 +72,7 @@ void loadReference() {
 }
 
 void openShiftList() {
-    runState.shiftList = std::fopen(shiftListName, "w");
+    runState.shiftList = createOutputFile(shiftListName);
     if (runState.shiftList == nullptr) {
         std::printf("Erreur : impossible de creer le fichier %s\n", shiftListName);
         fatalError();

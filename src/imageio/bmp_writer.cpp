@@ -57,7 +57,7 @@ bool writeBmp(const Image& image, const char* path) {
     // Before the file: memory that runs short leaves none half written. All zero, as the row ends stay.
     std::vector<uint8_t> buffer(
         static_cast<size_t>(stride * std::min<int64_t>(countRowsPerWrite(stride), image.height)));
-    std::FILE* file = std::fopen(path, "wb");
+    std::FILE* file = createOutputFile(path);
     if (file != nullptr) {
         const auto header = makeHeader(image, stride);
         std::fwrite(header.data(), 1, header.size(), file);

@@ -58,7 +58,7 @@ bool writeFitsChannel(const ChannelSums& channels, const char* path, int channel
     const bool hasPixels = channels.width > 0 && channels.height > 0;
     // One row, most significant bytes first. Before the file: memory that runs short leaves none half written.
     std::vector<uint8_t> row(hasPixels ? 2 * static_cast<size_t>(channels.width) : 0);
-    std::FILE* file = std::fopen(path, "wb");
+    std::FILE* file = createOutputFile(path);
     if (file != nullptr) {
         writeHeader(file, channels, scale);
         if (hasPixels) writeSamples(file, channels, channel, scale, row);

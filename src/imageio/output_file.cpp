@@ -1,7 +1,16 @@
 #include "imageio/output_file.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
+
+#include "core/fatal_error.h"
+
+std::FILE* createOutputFile(const char* path) {
+    std::FILE* file = std::fopen(path, "wb");
+    if (file == nullptr && errno == ENOMEM) stopForMemory();
+    return file;
+}
 
 bool finishOutputFile(std::FILE* file, const char* path) {
     bool whole = file != nullptr;
