@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -9,7 +10,7 @@
 
 #include "imageio/image.h"
 
-// What several tests need: small pictures that are hard on a search, and comparisons that print what differs.
+// What several tests need: small pictures that are hard on a search, and texts that say what was tried and what came.
 
 using Random = std::mt19937;
 int32_t pick(Random& random, int32_t from, int32_t to);  // both included
@@ -17,23 +18,22 @@ int32_t pick(Random& random, int32_t from, int32_t to);  // both included
 /// Pictures in which ties and near ties abound, and some without. moving and fixed pictures of one fill belong
 /// together.
 enum class Fill { noise, tiles, flat, blackOnWhite, nearlyEqual, disc };
-inline constexpr std::array allFills = {Fill::noise,        Fill::tiles,       Fill::flat,
-                                 Fill::blackOnWhite, Fill::nearlyEqual, Fill::disc};
+constexpr int fillCount = 6;
 enum class Mask { none, scattered, patch, all };
-inline constexpr std::array allMasks = {Mask::none, Mask::scattered, Mask::patch, Mask::all};
-struct Scene {
-    Fill fill;
-    Mask mask;
-};
-Pixel makePixel(Random& random, Fill fill, bool fixed, int32_t x, int32_t y);
-Image makeScene(Random& random, Scene scene, bool fixed, int32_t width, int32_t height);
+Image makeScene(Random& random, Fill fill, Mask mask, bool fixed, int32_t width, int32_t height);
+
+/// Any such picture of up to that size, its origin somewhere around it. The fill goes with the round.
+Image makeAnyScene(Random& random, int round, bool fixed, int32_t largestSide);
 
 /// Takes the picture over and releases it when the tests end.
 Image keep(const Image& image);
 
-/// Any scene of up to that size, its origin somewhere around it.
-Image makeAnyScene(Random& random, Fill fill, bool fixed, int32_t largestSide);
-
+/// Text as by printf; "%a" tells any two single-precision values apart.
+[[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...);
 std::string describe(const Image& image);
-testing::AssertionResult sameBits(float got, float expected);
 testing::AssertionResult sameImage(const Image& got, const Image& expected);
+
+/// Moves into an empty folder, once, which goes when the tests end.
+void enterScratchFolder();
+std::string readFile(const char* path);
+void writeFile(const char* path, const std::string& bytes);

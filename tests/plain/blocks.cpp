@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "plain/plain.h"
 
@@ -9,6 +10,21 @@ namespace {
 void keepBetter(BlockMatch& best, const Image& block, const Image& reference, float x, float y) {
     const float score = measureDifference(block, reference);
     if (score < best.score) best = {score, x, y};
+}
+
+Image makeGradientImage(const Image& image) {
+    Image gradient = copyImage(image);
+    for (size_t i = 0; i < countPixels(image); ++i) {
+        const Pixel p = image.pixels[i];
+        gradient.pixels[i].blue = static_cast<uint8_t>((p.blue + p.green + p.red) / 3);
+    }
+    for (int32_t y = 1; y < image.height - 1; ++y)
+        for (int32_t x = 1; x < image.width - 1; ++x) {
+            Pixel* p = rowOf(gradient, y) + x;
+            p->green = static_cast<uint8_t>((p[-1].blue - p[1].blue) / 2 + 128);
+            p->red = static_cast<uint8_t>((p[-image.width].blue - p[image.width].blue) / 2 + 128);
+        }
+    return gradient;
 }
 
 struct Cell {
@@ -96,6 +112,37 @@ Image deformImage(const Image& source, const BlockGrid& grid, int32_t stepX, int
             rowOf(bent, y)[x] = samplePosition(source, static_cast<float>(x) - d.x, static_cast<float>(y) - d.y);
         }
     return bent;
+}
+
+Image alignBlocks(const RunState& run) {
+    Image current = makeGradientImage(run.current), reference = makeGradientImage(run.reference);
+    const int32_t half = run.blockSearchWidth, offsetX = reference.originX - current.originX,
+                  offsetY = reference.originY - current.originY;
+    const BlockSearch search = {
+        half, run.blockShiftMinX, run.blockShiftMaxX, run.blockShiftMinY, run.blockShiftMaxY, run.blockShiftStep};
+    std::vector<float> shiftsX, shiftsY;
+    int32_t rows = 0;
+    for (int32_t y = half - search.shiftMinY + 1; y < current.height - half - search.shiftMaxY - 1;
+         y += run.blockGridWidth, ++rows)
+        for (int32_t x = half - search.shiftMinX + 1; x < current.width - half - search.shiftMaxX - 1;
+             x += run.blockGridWidth) {
+            const bool inside = x - half + search.shiftMinX + offsetX >= 0 &&
+                                y - half + search.shiftMinY + offsetY >= 0 &&
+                                x + half + search.shiftMaxX + offsetX <= reference.width &&
+                                y + half + search.shiftMaxY + offsetY <= reference.height;
+            const bool whole = search.shiftStep == std::trunc(search.shiftStep);
+            BlockMatch match = {-10.0f, 0, 0};
+            if (inside)
+                match = (whole ? plain::matchBlockIntegerStep : plain::matchBlockFractionalStep)(search, current,
+                                                                                                 reference, x, y);
+            shiftsX.push_back(match.x);
+            shiftsY.push_back(match.y);
+        }
+    releaseImage(current);
+    releaseImage(reference);
+    if (shiftsX.empty()) return copyImage(run.current);
+    const BlockGrid grid = {shiftsX.data(), shiftsY.data(), nullptr, static_cast<int32_t>(shiftsX.size()) / rows, rows};
+    return plain::deformImage(run.current, grid, run.blockGridWidth, run.blockGridWidth);
 }
 
 }  // namespace plain

@@ -50,6 +50,9 @@ BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& curr
 Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX, int32_t stepY);
 Image deformImage(const Image& source, const BlockGrid& grid, int32_t stepX, int32_t stepY);
 
+/// What the local stage makes of the run state's current image.
+Image alignBlocks(const RunState& run);
+
 void accumulateComposite(CompositeSum* sums, const Image& reference, const Image& aligned);
 
 }  // namespace plain
