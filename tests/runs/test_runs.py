@@ -194,10 +194,13 @@ class BadFiles(unittest.TestCase):
         for what, message, fatal, content in cases:
             self.check_picture(what, message, fatal, **{"bad.bmp": content})
 
-    def test_top_row_first(self):
+    def test_other_shapes(self):
+        """Rows stored from the top; a part of the picture, laid on the reference's origin and not on its own middle."""
         upward = make_header(64, -48) + make_bmp(list(reversed(reference_rows)))[54:]
-        outcome = run(b"Reference ref.bmp\nSource up.bmp a.bmp\n", {"ref.bmp": reference, "up.bmp": upward})
-        self.assertEqual(outcome.files["a.bmp"], reference)
+        part = make_bmp([row[:58] for row in reference_rows[:42]])
+        outcome = run(b"Reference ref.bmp\nSource up.bmp a.bmp\nSource part.bmp b.bmp\n",
+                      {"ref.bmp": reference, "up.bmp": upward, "part.bmp": part})
+        self.assertEqual(outcome.files, {"a.bmp": reference, "b.bmp": part, "shift.lst": b"0 0 \n0 0 \n"})
 
     def test_not_plain_files(self):
         def make_folder(directory):
