@@ -106,11 +106,13 @@ void addSequence(int32_t lineNumber) {
         std::printf("Pas de numero de debut");
     }
     const char* last = takeArgument();
-    if (last == nullptr) {  // then the sequence is not whole, and nothing of it is added
+    if (last != nullptr) {
+        std::printf("Fin=%i\n", parseInteger(last));
+    } else {
         std::printf("Pas de numero de fin\n");
-        return;
     }
-    std::printf("Fin=%i\n", parseInteger(last));
+    // Of a sequence that is not whole nothing is added.
+    if (genericSource == nullptr || genericResult == nullptr || first == nullptr || last == nullptr) return;
     addNumberedSources(genericSource, genericResult, parseInteger(first), parseInteger(last));
 }
 

@@ -1,5 +1,6 @@
 // Loaded before the C library: refuses the one allocation whose number REFUSE says.
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 
@@ -13,7 +14,9 @@ void* malloc(size_t size) {
         const char* number = std::getenv("REFUSE");
         left = number == nullptr ? 0 : std::atol(number);
     }
-    return left > 0 && --left == 0 ? nullptr : __libc_malloc(size);
+    if (left <= 0 || --left > 0) return __libc_malloc(size);
+    errno = ENOMEM;
+    return nullptr;
 }
 
 }  // extern "C"

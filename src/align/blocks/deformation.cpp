@@ -30,6 +30,7 @@ Image deformImage(Image source, const BlockGrid& grid, int32_t stepX, int32_t st
     bent.originY = source.originY;
     const auto width = static_cast<size_t>(bent.width);
     std::vector<BlockCell> cells;
+    cells.reserve(width);
     for (int32_t x = 0; x < bent.width; ++x) cells.push_back(findBlockCell(x, stepX, grid.columns));
     std::vector<float> positionX(width), positionY(width);
     for (int32_t y = 0; y < bent.height; ++y) {

@@ -2,9 +2,11 @@
 
 #if defined(__x86_64__)
 
+#if !defined(__clang__)
 // g++ 12 takes the deliberately unset operands inside its own header for mistakes.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 
 #include <algorithm>
