@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 
+#include "composite/row_accumulation.h"
 #include "core/fatal_error.h"
 #include "core/run_state.h"
 #include "imageio/bmp_writer.h"
@@ -45,18 +46,12 @@ void accumulateComposite(const Image& aligned) {
     const int64_t offsetY = int64_t{aligned.originY} - reference.originY;
     const int64_t firstX = std::max<int64_t>(0, -offsetX);
     const int64_t lastX = std::min<int64_t>(reference.width, aligned.width - offsetX);
+    if (firstX >= lastX) return;
     for (int64_t y = std::max<int64_t>(0, -offsetY); y < std::min<int64_t>(reference.height, aligned.height - offsetY);
          ++y) {
-        CompositeSum* sums = runState.compositeSum + y * reference.width;
-        const Pixel* row = rowOf(aligned, y + offsetY);
-        for (int64_t x = firstX; x < lastX; ++x) {
-            const Pixel pixel = row[x + offsetX];
-            const uint32_t weight = pixel.weight;
-            sums[x].sumBlue += pixel.blue * weight / 255;
-            sums[x].sumGreen += pixel.green * weight / 255;
-            sums[x].sumRed += pixel.red * weight / 255;
-            sums[x].fullCount += weight == 255 ? 1 : 0;
-        }
+        fastestAccumulation().accumulateRow(runState.compositeSum + y * reference.width + firstX,
+                                            rowOf(aligned, y + offsetY) + firstX + offsetX,
+                                            static_cast<size_t>(lastX - firstX));
     }
 }
 

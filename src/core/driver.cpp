@@ -28,9 +28,11 @@ void prepareProcess() {
     std::set_new_handler(stopForMemory);
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
-    // A run started with its standard streams closed would open its pictures as those streams and print into them.
-    // These three stay open, so that the numbers of the standard streams are taken.
-    for (int i = 0; i < 3; ++i) (void)std::fopen("/dev/null", "r+");
+    // A run started with its standard streams closed would open its pictures under their numbers, 0 to 2, and print
+    // into them: those numbers are taken first.
+    std::FILE* file = std::fopen("/dev/null", "r+");
+    while (file != nullptr && fileno(file) <= 2) file = std::fopen("/dev/null", "r+");
+    if (file != nullptr) std::fclose(file);
 }
 
 void readCommandLine(int argumentCount, char** arguments) {
@@ -70,11 +72,19 @@ void loadReference() {
 }
 
 void openShiftList() {
-    runState.shiftList = std::fopen(shiftListName, "w");
+    runState.shiftList = createOutputFile(shiftListName);
     if (runState.shiftList == nullptr) {
         std::printf("Erreur : impossible de creer le fichier %s\n", shiftListName);
         fatalError();
     }
+}
+
+// A list that lacks lines is said to, but the lines that it has stay.
+void closeShiftList() {
+    const bool failed = std::ferror(runState.shiftList) != 0;
+    if (std::fclose(runState.shiftList) == 0 && !failed) return;
+    std::printf("Erreur : impossible d'ecrire le fichier %s\n", shiftListName);
+    runState.outputFailed = 1;
 }
 
 void processImage(int32_t entry) {
@@ -84,8 +94,10 @@ void processImage(int32_t entry) {
     if (readBmp(current, runState.sourceNames[entry]) != bmpLoaded) return;
     const uint32_t start = readProcessorSeconds();
     // The reference's origin by default, not the centre of this image.
-    current.originX = runState.entryOriginXGiven[entry] != 0 ? runState.entryOriginX[entry] : runState.reference.originX;
-    current.originY = runState.entryOriginYGiven[entry] != 0 ? runState.entryOriginY[entry] : runState.reference.originY;
+    current.originX =
+        runState.entryOriginXGiven[entry] != 0 ? runState.entryOriginX[entry] : runState.reference.originX;
+    current.originY =
+        runState.entryOriginYGiven[entry] != 0 ? runState.entryOriginY[entry] : runState.reference.originY;
     if (runState.angleMin != runState.angleMax) {
         searchRotationAndTranslation();
     } else {
@@ -120,7 +132,7 @@ int runBatch(int argumentCount, char** arguments) {
     if (runState.compositeName != nullptr) allocateComposite();
     openShiftList();
     for (int32_t entry = 1; entry <= runState.imageCount; ++entry) processImage(entry);
-    if (!finishOutputFile(runState.shiftList, shiftListName)) runState.outputFailed = 1;
+    closeShiftList();
     if (runState.compositeName != nullptr) writeComposite();
     releaseRunState();
     std::printf("\nTemps pour l'ensemble du calcul: %u secondes\n", readProcessorSeconds() - start);

@@ -9,12 +9,13 @@
 #include "core/fatal_error.h"
 #include "imageio/bmp_layout.h"
 #include "imageio/input_file.h"
+#include "imageio/pixel_packing.h"
 
 namespace {
 
-constexpr size_t fieldBytes = 34;                // the fields that are read lie in the first 34 bytes
-constexpr int64_t largePicture = 1'000'000'000;  // bytes of rows; from here on a promise is checked against the file
-constexpr int64_t bytesPerRead = 1 << 18;        // rows are read in groups of about this size
+constexpr size_t fieldBytes = 34;          // the fields that are read lie in the first 34 bytes
+constexpr double largePicture = 1e9;       // bytes of rows; from here on a promise is checked against the file
+constexpr int64_t bytesPerRead = 1 << 18;  // rows are read in groups of about this size
 
 struct BmpHeader {
     uint32_t dataOffset;
@@ -40,8 +41,8 @@ BmpHeader readHeader(std::FILE* file) {
 }
 
 // Whether the file holds that many bytes behind its header fields; a pipe cannot tell, and counts as not holding them.
-bool holdsBytes(std::FILE* file, int64_t byteCount) {
-    return std::fseek(file, 0, SEEK_END) == 0 && std::ftell(file) >= byteCount;
+bool holdsBytes(std::FILE* file, double byteCount) {
+    return std::fseek(file, 0, SEEK_END) == 0 && static_cast<double>(std::ftell(file)) >= byteCount;
 }
 
 // To an absolute position; a pipe, which cannot go there, is read up to it.
@@ -54,12 +55,13 @@ void skipTo(std::FILE* file, uint32_t position) {
 // The pixels of one row that its first byteCount bytes hold; the others are without data.
 void expandRow(const uint8_t* bytes, int64_t byteCount, Pixel* row, int64_t width) {
     const int64_t wholePixels = std::min(byteCount / 3, width);
-    for (int64_t x = 0; x < wholePixels; ++x) row[x] = {bytes[3 * x], bytes[3 * x + 1], bytes[3 * x + 2], 255};
+    fastestPacking().expandPixels(bytes, row, static_cast<size_t>(wholePixels));
     std::fill(row + wholePixels, row + width, Pixel{});
 }
 
 // Returns whether the file held every pixel.
 bool readRows(std::FILE* file, const Image& image, bool topRowFirst) {
+    if (countPixels(image) == 0) return true;
     const int64_t stride = computeRowStride(3, image.width);
     const int64_t rowsPerRead = std::clamp<int64_t>(bytesPerRead / std::max<int64_t>(stride, 1), 1, image.height);
     std::vector<uint8_t> buffer(static_cast<size_t>(rowsPerRead * stride));
@@ -96,12 +98,14 @@ int32_t readBmp(Image& image, const char* path) {
         fatalError();
     }
     const int64_t height = std::abs(int64_t{header.height});
-    const int64_t rowBytes = computeRowStride(header.bitsPerPixel / 8, header.width) * height;
     if (header.width < 0) stopForMemory();
-    // A few damaged bytes must not fetch gigabytes for pixels that do not exist.
-    if (rowBytes >= largePicture && !holdsBytes(file, header.dataOffset + rowBytes)) stopForMemory();
+    // A few damaged bytes must not fetch gigabytes for pixels that do not exist. The product may need 64 bits and more.
+    const double promised =
+        static_cast<double>(computeRowStride(header.bitsPerPixel / 8, header.width)) * static_cast<double>(height);
+    if (promised >= largePicture && !holdsBytes(file, header.dataOffset + promised)) stopForMemory();
 
-    Image loaded = header.bitsPerPixel == 24 ? makeUnfilledImage(header.width, height) : makeImage(header.width, height);
+    Image loaded =
+        header.bitsPerPixel == 24 ? makeUnfilledImage(header.width, height) : makeImage(header.width, height);
     skipTo(file, header.dataOffset);
     if (header.bitsPerPixel == 8) {
         for (int i = 0; i < 100; ++i) std::printf("La sauvegarde en N&B n'est pas encore possible\n");

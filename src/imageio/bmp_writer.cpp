@@ -8,11 +8,12 @@
 
 #include "imageio/bmp_layout.h"
 #include "imageio/output_file.h"
+#include "imageio/pixel_packing.h"
 
 namespace {
 
-constexpr int64_t bytesPerWrite = 1 << 18;    // rows are written in groups of about this size
-constexpr uint32_t pixelsPerMetre = 2840;     // about 72 dots per inch
+constexpr int64_t bytesPerWrite = 1 << 18;  // rows are written in groups of about this size
+constexpr uint32_t pixelsPerMetre = 2840;   // about 72 dots per inch
 constexpr uint32_t informationHeaderSize = 40;
 
 std::array<uint8_t, bmpHeaderSize> makeHeader(const Image& image, int64_t stride) {
@@ -32,21 +33,17 @@ std::array<uint8_t, bmpHeaderSize> makeHeader(const Image& image, int64_t stride
     return header;
 }
 
-void packRow(const Pixel* row, int64_t width, uint8_t* bytes) {
-    for (int64_t x = 0; x < width; ++x) {
-        bytes[3 * x] = row[x].blue;
-        bytes[3 * x + 1] = row[x].green;
-        bytes[3 * x + 2] = row[x].red;
-    }
+int64_t countRowsPerWrite(int64_t stride) {
+    return std::max<int64_t>(bytesPerWrite / std::max<int64_t>(stride, 1), 1);
 }
 
-void writeRows(std::FILE* file, const Image& image, int64_t stride) {
-    const int64_t rowsPerWrite = std::clamp<int64_t>(bytesPerWrite / std::max<int64_t>(stride, 1), 1, image.height);
-    std::vector<uint8_t> buffer(static_cast<size_t>(rowsPerWrite * stride));  // zero, and the row ends stay so
+void writeRows(std::FILE* file, const Image& image, int64_t stride, std::vector<uint8_t>& buffer) {
+    const int64_t rowsPerWrite = countRowsPerWrite(stride);
     for (int64_t first = 0; first < image.height && std::ferror(file) == 0; first += rowsPerWrite) {
         const int64_t rows = std::min<int64_t>(rowsPerWrite, image.height - first);
         for (int64_t r = 0; r < rows; ++r) {
-            packRow(rowOf(image, image.height - 1 - (first + r)), image.width, buffer.data() + r * stride);
+            fastestPacking().packPixels(rowOf(image, image.height - 1 - (first + r)), buffer.data() + r * stride,
+                                        static_cast<size_t>(image.width));
         }
         std::fwrite(buffer.data(), 1, static_cast<size_t>(rows * stride), file);
     }
@@ -57,11 +54,14 @@ void writeRows(std::FILE* file, const Image& image, int64_t stride) {
 bool writeBmp(const Image& image, const char* path) {
     std::printf("Sauvegarde d'une image %s", path);
     const int64_t stride = computeRowStride(3, image.width);
-    std::FILE* file = std::fopen(path, "wb");
+    // Before the file: memory that runs short leaves none half written. All zero, as the row ends stay.
+    std::vector<uint8_t> buffer(
+        static_cast<size_t>(stride * std::min<int64_t>(countRowsPerWrite(stride), image.height)));
+    std::FILE* file = createOutputFile(path);
     if (file != nullptr) {
         const auto header = makeHeader(image, stride);
         std::fwrite(header.data(), 1, header.size(), file);
-        writeRows(file, image, stride);
+        if (countPixels(image) > 0) writeRows(file, image, stride, buffer);
     }
     const bool whole = finishOutputFile(file, path);
     if (whole) std::printf(" FIN\n");

@@ -27,9 +27,8 @@ uint32_t channelOf(const CompositeSum& record, int channel) {
     return channel == fitsBlue ? record.sumBlue : channel == fitsGreen ? record.sumGreen : record.sumRed;
 }
 
-void writeSamples(std::FILE* file, const ChannelSums& channels, int channel, float scale) {
+void writeSamples(std::FILE* file, const ChannelSums& channels, int channel, float scale, std::vector<uint8_t>& row) {
     const auto width = static_cast<size_t>(channels.width);
-    std::vector<uint8_t> row(2 * width);  // most significant byte first
     for (int64_t y = channels.height - 1; y >= 0 && std::ferror(file) == 0; --y) {
         const CompositeSum* records = channels.sums + static_cast<size_t>(y) * width;
         for (size_t x = 0; x < width; ++x) {
@@ -56,10 +55,13 @@ void writeFitsCharacterCard(std::FILE* file, const char* keyword, char value) {
 
 bool writeFitsChannel(const ChannelSums& channels, const char* path, int channel) {
     const auto scale = static_cast<float>(std::min(channels.imageCount, largestScale));
-    std::FILE* file = std::fopen(path, "wb");
+    const bool hasPixels = channels.width > 0 && channels.height > 0;
+    // One row, most significant bytes first. Before the file: memory that runs short leaves none half written.
+    std::vector<uint8_t> row(hasPixels ? 2 * static_cast<size_t>(channels.width) : 0);
+    std::FILE* file = createOutputFile(path);
     if (file != nullptr) {
         writeHeader(file, channels, scale);
-        writeSamples(file, channels, channel, scale);
+        if (hasPixels) writeSamples(file, channels, channel, scale, row);
     }
     return finishOutputFile(file, path);
 }

@@ -15,9 +15,9 @@ struct ChannelSums {
     int32_t imageCount;
 };
 
-/// Writes one channel as a FITS file of 16-bit integers: a header of 2880 bytes, then the rows, bottom row of the picture
-/// first. Up to 127 images a sample is the sum itself; beyond, sums are scaled by 127 / imageCount to fit. Returns
-/// false, with a message and no file left behind, when it could not be written whole.
+/// Writes one channel as a FITS file of 16-bit integers: a header of 2880 bytes, then the rows, bottom row of the
+/// picture first. Up to 127 images a sample is the sum itself; beyond, sums are scaled by 127 / imageCount to fit.
+/// Returns false, with a message and no file left behind, when it could not be written whole.
 [[nodiscard]] bool writeFitsChannel(const ChannelSums& channels, const char* path, int channel);
 
 /// One header card of 80 characters: keyword (at most 8 characters), "=", the value ending in column 30.

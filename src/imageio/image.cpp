@@ -4,16 +4,37 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "core/fatal_error.h"
 
-size_t countPixels(const Image& image) {
-    return static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
+namespace {
+
+// Arrays last released, kept for the next pictures: those of a run have mostly one size, and memory fresh from the
+// system costs more time to hand over than a picture to copy.
+struct SpareArray {
+    Pixel* pixels = nullptr;
+    size_t count = 0;  // pixels it is known to hold
+};
+SpareArray spareArrays[2];
+
+constexpr size_t smallestSpare = 1 << 16;
+
+Pixel* takeSpareArray(size_t count) {
+    for (SpareArray& spare : spareArrays) {
+        if (spare.count < count || spare.count / 2 > count || count < smallestSpare) continue;
+        return std::exchange(spare, {}).pixels;
+    }
+    return nullptr;
 }
 
-Pixel* rowOf(const Image& image, int64_t y) {
-    return image.pixels + y * image.width;
+// Keeps the array in place of the older spare one.
+void keepSpareArray(Pixel* pixels, size_t count) {
+    delete[] spareArrays[0].pixels;
+    spareArrays[0] = std::exchange(spareArrays[1], {pixels, count});
 }
+
+}  // namespace
 
 Image makeUnfilledImage(int64_t width, int64_t height) {
     constexpr int64_t largestSide = std::numeric_limits<int32_t>::max();
@@ -21,7 +42,8 @@ Image makeUnfilledImage(int64_t width, int64_t height) {
     Image image;
     image.width = static_cast<int32_t>(std::max<int64_t>(width, 0));
     image.height = static_cast<int32_t>(std::max<int64_t>(height, 0));
-    image.pixels = new (std::nothrow) Pixel[countPixels(image)];
+    image.pixels = takeSpareArray(countPixels(image));
+    if (image.pixels == nullptr) image.pixels = new (std::nothrow) Pixel[countPixels(image)];
     if (image.pixels == nullptr) stopForMemory();
     return image;
 }
@@ -41,6 +63,10 @@ Image copyImage(const Image& image) {
 }
 
 void releaseImage(Image& image) {
-    delete[] image.pixels;
+    if (countPixels(image) >= smallestSpare) {
+        keepSpareArray(image.pixels, countPixels(image));
+    } else {
+        delete[] image.pixels;
+    }
     image = {};
 }

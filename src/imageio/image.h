@@ -18,10 +18,14 @@ struct Image {
 };
 
 /// The number of pixels of the picture.
-[[nodiscard]] size_t countPixels(const Image& image);
+[[nodiscard]] inline size_t countPixels(const Image& image) {
+    return static_cast<size_t>(image.width) * static_cast<size_t>(image.height);
+}
 
 /// The first pixel of row y.
-[[nodiscard]] Pixel* rowOf(const Image& image, int64_t y);
+[[nodiscard]] inline Pixel* rowOf(const Image& image, int64_t y) {
+    return image.pixels + y * image.width;
+}
 
 /// A picture of that size, its bytes not set yet, its origin (0, 0); the caller owns it. Stops the run when memory is
 /// short. A size below 0 counts as 0.

@@ -60,11 +60,11 @@ void addSource(int32_t lineNumber) {
         std::printf("Erreur : trop d'images \x88 traiter\n");
         fatalError();
     }
-    const bool hasSource = takeName(runState.sourceNames[n], "Image source: ",
-                                    "Commande source sans nom de fichier source", lineNumber);
+    const bool hasSource =
+        takeName(runState.sourceNames[n], "Image source: ", "Commande source sans nom de fichier source", lineNumber);
     if (hasSource) std::printf(" ");
-    const bool hasResult = takeName(runState.resultNames[n], "Fichier resultat: ",
-                                    "Commande source sans nom de fichier resultat", lineNumber);
+    const bool hasResult = takeName(runState.resultNames[n],
+                                    "Fichier resultat: ", "Commande source sans nom de fichier resultat", lineNumber);
     runState.entryOriginXGiven[n] = takeCoordinate(runState.entryOriginX[n], " Point x0=");
     runState.entryOriginYGiven[n] = takeCoordinate(runState.entryOriginY[n], " y0=");
     std::printf("\n");
@@ -106,11 +106,13 @@ void addSequence(int32_t lineNumber) {
         std::printf("Pas de numero de debut");
     }
     const char* last = takeArgument();
-    if (last == nullptr) {  // then the sequence is not whole, and nothing of it is added
+    if (last != nullptr) {
+        std::printf("Fin=%i\n", parseInteger(last));
+    } else {
         std::printf("Pas de numero de fin\n");
-        return;
     }
-    std::printf("Fin=%i\n", parseInteger(last));
+    // Of a sequence that is not whole nothing is added.
+    if (genericSource == nullptr || genericResult == nullptr || first == nullptr || last == nullptr) return;
     addNumberedSources(genericSource, genericResult, parseInteger(first), parseInteger(last));
 }
 
@@ -219,8 +221,7 @@ void setBlocks(int32_t lineNumber) {
     }
 }
 
-void skipRemark(int32_t) {
-}
+void skipRemark(int32_t) {}
 
 void endWithoutWaiting(int32_t) {
     runState.noWaitAtEnd = 1;

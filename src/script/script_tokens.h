@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// Begins a line: its first token, delimited by spaces and colons; null when the line holds nothing else. The line is cut
-/// up in place, and the tokens point into it. Tabs, carriage returns and the line end are ordinary characters here.
+/// Begins a line: its first token, delimited by spaces and colons; null when the line holds nothing else. The line is
+/// cut up in place, and the tokens point into it. Tabs, carriage returns and the line end are ordinary characters here.
 [[nodiscard]] char* takeCommandWord(char* line);
 
 /// The next argument of the line begun last, delimited by commas, spaces and line ends; null when none is left.

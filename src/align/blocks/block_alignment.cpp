@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <vector>
 
 #include "align/blocks/block_grid.h"
 #include "align/blocks/block_matching.h"
+#include "align/blocks/block_row_matching.h"
 #include "align/blocks/deformation.h"
 #include "align/blocks/gradient_image.h"
 #include "core/progress.h"
@@ -29,25 +31,47 @@ Image makeGradientImage(const Image& image) {
     return gradient;
 }
 
+// Matches the blocks of row j of the layout one by one.
+void matchOneByOne(const BlockSearch& search, const Image& current, const Image& reference, const BlockLayout& layout,
+                   int64_t y, bool wholeStep, std::vector<BlockMatch>& matches) {
+    const auto matchBlock = wholeStep ? matchBlockIntegerStep : matchBlockFractionalStep;
+    BlockMatch last = noBlockMatch;
+    for (size_t i = 0; i < matches.size(); ++i) {
+        const int64_t x = layout.firstX + static_cast<int64_t>(i) * layout.spacing;
+        matches[i] = {unmatchedBlockScore, 0.0f, 0.0f};
+        if (liesInReference(search, x, y)) matches[i] = last = matchBlock(search, current, reference, x, y, last);
+    }
+}
+
 void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid& grid) {
     Image current = makeGradientImage(runState.current);
     Image reference = makeGradientImage(runState.reference);
-    const bool wholeStep = search.shiftStep >= 0x1p31f ||
-                           static_cast<float>(static_cast<int32_t>(search.shiftStep)) == search.shiftStep;
-    const auto matchBlock = wholeStep ? matchBlockIntegerStep : matchBlockFractionalStep;
+    const bool wholeStep =
+        search.shiftStep >= 0x1p31f || static_cast<float>(static_cast<int32_t>(search.shiftStep)) == search.shiftStep;
+    // One star at the first column, one more for every fiftieth of the columns. They are matched row by row, so the row
+    // of stars grows with the rows.
+    const int32_t allStars =
+        grid.columns == 0 ? 0 : static_cast<int32_t>(50 * int64_t{grid.columns - 1} / grid.columns) + 1;
     int32_t stars = 0;
-    for (int32_t i = 0; i < grid.columns; ++i) {
-        stars = printStars(stars, static_cast<int32_t>(50 * int64_t{i} / grid.columns) + 1);
-        for (int32_t j = 0; j < grid.rows; ++j) {
-            const int64_t x = layout.firstX + i * layout.spacing, y = layout.firstY + j * layout.spacing;
-            BlockMatch match = {unmatchedBlockScore, 0.0f, 0.0f};
-            if (liesInReference(search, x, y)) match = matchBlock(search, current, reference, x, y);
+    std::vector<BlockMatch> matches(static_cast<size_t>(grid.columns));
+    for (int32_t j = 0; j < grid.rows; ++j) {
+        stars = printStars(stars, static_cast<int32_t>(int64_t{allStars} * j / grid.rows));
+        const int64_t y = layout.firstY + j * layout.spacing;
+        if (wholeStep && grid.columns > 0 &&
+            canMatchBlockRow(search, current, reference, layout.firstX, y, layout.spacing, grid.columns)) {
+            matchBlockRow(search, current, reference, layout.firstX, y, layout.spacing, grid.columns, matches.data());
+        } else {
+            matchOneByOne(search, current, reference, layout, y, wholeStep, matches);
+        }
+        for (int32_t i = 0; i < grid.columns; ++i) {
             const int64_t entry = int64_t{j} * grid.columns + i;
+            const BlockMatch& match = matches[static_cast<size_t>(i)];
             grid.displacementX[entry] = match.x;
             grid.displacementY[entry] = match.y;
             grid.score[entry] = match.score;
         }
     }
+    printStars(stars, allStars);
     std::printf("\n");
     releaseImage(current);
     releaseImage(reference);

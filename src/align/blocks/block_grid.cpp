@@ -19,31 +19,15 @@ float* makeEntries(int64_t count) {
     return entries;
 }
 
-// The cell of one axis: between the anchors of blocks near and far, at fraction of the way.
-struct Cell {
-    int64_t near, far;
-    float fraction;
-};
-
-Cell findCell(int64_t position, int64_t step, int64_t blocks) {
-    const int64_t half = step / 2;
-    Cell cell = {0, 0, 0.0f};
-    if (position > half) {
-        cell.near = (position - half) / step;
-        const double anchor = 0.5 * static_cast<double>(step) + static_cast<double>(cell.near * step);
-        cell.fraction = static_cast<float>((static_cast<double>(position) - anchor) / static_cast<double>(step));
-        if (cell.near >= blocks) cell = {blocks - 1, 0, 0.0f};
-    }
-    cell.far = std::min(cell.near + 1, blocks - 1);
-    return cell;
-}
-
 }  // namespace
 
 BlockLayout layOutBlocks(const BlockSearch& search, int32_t gridWidth, const Image& image) {
     const int64_t half = search.searchWidth;
-    BlockLayout layout = {
-        .firstX = half - search.shiftMinX + 1, .firstY = half - search.shiftMinY + 1, .spacing = gridWidth, .columns = 0, .rows = 0};
+    BlockLayout layout = {.firstX = half - search.shiftMinX + 1,
+                          .firstY = half - search.shiftMinY + 1,
+                          .spacing = gridWidth,
+                          .columns = 0,
+                          .rows = 0};
     layout.columns = countPositions(layout.firstX, image.width - half - search.shiftMaxX - 1, gridWidth);
     layout.rows = countPositions(layout.firstY, image.height - half - search.shiftMaxY - 1, gridWidth);
     return layout;
@@ -67,14 +51,24 @@ void releaseBlockGrid(BlockGrid& grid) {
     grid = {};
 }
 
-Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX, int32_t stepY) {
-    const Cell column = findCell(x, stepX, grid.columns), row = findCell(y, stepY, grid.rows);
-    const float fx = column.fraction, fy = row.fraction;
-    const int64_t topLeft = row.near * grid.columns + column.near, topRight = row.near * grid.columns + column.far;
-    const int64_t bottomLeft = row.far * grid.columns + column.near, bottomRight = row.far * grid.columns + column.far;
-    const auto mix = [=](const float* entries) {
-        return (1.0f - fx) * (1.0f - fy) * entries[topLeft] + fx * (1.0f - fy) * entries[topRight] +
-               (1.0f - fx) * fy * entries[bottomLeft] + fx * fy * entries[bottomRight];
+BlockCell findBlockCell(int32_t position, int32_t step, int32_t blocks) {
+    const int64_t half = step / 2, last = blocks - 1;
+    if (position <= half) return {0, std::min<int64_t>(1, last), 0.0f};
+    const int64_t near = (position - half) / step;
+    if (near > last) return {last, last, 0.0f};
+    const double anchor = 0.5 * static_cast<double>(step) + static_cast<double>(near * step);
+    return {near, std::min(near + 1, last), static_cast<float>((position - anchor) / step)};
+}
+
+CellDisplacements findCorners(const BlockGrid& grid, const BlockCell& column, const BlockCell& row) {
+    const auto at = [&grid](int64_t i, int64_t j) {
+        const int64_t entry = j * grid.columns + i;
+        return Displacement{grid.displacementX[entry], grid.displacementY[entry]};
     };
-    return {mix(grid.displacementX), mix(grid.displacementY)};
+    return {at(column.near, row.near), at(column.far, row.near), at(column.near, row.far), at(column.far, row.far)};
+}
+
+Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX, int32_t stepY) {
+    const BlockCell column = findBlockCell(x, stepX, grid.columns), row = findBlockCell(y, stepY, grid.rows);
+    return mixDisplacements(findCorners(grid, column, row), column.fraction, row.fraction);
 }

@@ -15,7 +15,8 @@ struct BlockGrid {
 };
 constexpr float unmatchedBlockScore = -10.0f;
 
-/// Where the blocks lie: column i at x = firstX + i * spacing, row j alike, each with its search area inside the picture.
+/// Where the blocks lie: column i at x = firstX + i * spacing, row j alike, each with its search area inside the
+/// picture.
 struct BlockLayout {
     int64_t firstX, firstY;
     int64_t spacing;  // pixels, above 0
@@ -32,8 +33,34 @@ struct Displacement {
     float x, y;
 };
 
-/// The displacement at pixel (x, y), linear between the blocks' anchors. Block column i is anchored at (i + 0.5) * stepX,
-/// row j alike, which is not where the blocks lie; beyond the outer anchors the outer block's value holds. The grid has
-/// at least one block.
+/// The displacement at pixel (x, y), linear between the blocks' anchors. Block column i is anchored at (i + 0.5) *
+/// stepX, row j alike, which is not where the blocks lie; beyond the outer anchors the outer block's value holds. The
+/// grid has at least one block.
 [[nodiscard]] Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX,
                                                    int32_t stepY);
+
+// The same in parts, for whole rows of pixels.
+
+/// Where a pixel lies on one axis: between the anchors of blocks near and far, at fraction of the way. With an odd step
+/// fractions begin a little below 0.
+struct BlockCell {
+    int64_t near, far;
+    float fraction;
+};
+[[nodiscard]] BlockCell findBlockCell(int32_t position, int32_t step, int32_t blocks);
+
+/// The displacements of the four blocks around a cell.
+struct CellDisplacements {
+    Displacement topLeft, topRight, bottomLeft, bottomRight;
+};
+[[nodiscard]] CellDisplacements findCorners(const BlockGrid& grid, const BlockCell& column, const BlockCell& row);
+
+/// Their mix in single precision: the weights first, then the terms in the order of the corners.
+[[nodiscard]] inline Displacement mixDisplacements(const CellDisplacements& corners, float fx, float fy) {
+    const float topLeft = (1.0f - fx) * (1.0f - fy), topRight = fx * (1.0f - fy);
+    const float bottomLeft = (1.0f - fx) * fy, bottomRight = fx * fy;
+    return {topLeft * corners.topLeft.x + topRight * corners.topRight.x + bottomLeft * corners.bottomLeft.x +
+                bottomRight * corners.bottomRight.x,
+            topLeft * corners.topLeft.y + topRight * corners.topRight.y + bottomLeft * corners.bottomLeft.y +
+                bottomRight * corners.bottomRight.y};
+}

@@ -1,14 +1,14 @@
 #include "align/global/difference.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "align/global/pair_cost.h"
 
 namespace {
 
 constexpr int fractionBits = 31;  // the cost of a masked pair, 0.005 in single precision, is a multiple of 2^-31
-const auto maskedFraction = static_cast<uint64_t>(std::ldexp(0.5f * maskedPixelCost, fractionBits));
+constexpr double fractionUnits = 0x1p31;
+constexpr auto maskedFraction = static_cast<uint64_t>(static_cast<double>(0.5f * maskedPixelCost) * fractionUnits);
 
 // One direction of the overlap: where it starts on each side and how far it goes.
 void overlapAxis(int64_t offset, int64_t lengthA, int64_t lengthB, int64_t& startA, int64_t& startB, int64_t& length) {
@@ -23,11 +23,12 @@ Overlap findOverlap(const Image& a, const Image& b, int64_t offsetX, int64_t off
     Overlap overlap{};
     overlapAxis(offsetX, a.width, b.width, overlap.aX, overlap.bX, overlap.width);
     overlapAxis(offsetY, a.height, b.height, overlap.aY, overlap.bY, overlap.height);
+    if (overlap.width == 0 || overlap.height == 0) overlap.width = overlap.height = 0;
     return overlap;
 }
 
 void addPairs(CostSum& sum, const Pixel* a, const Pixel* b, size_t count) {
-    const RowCost cost = sumRow(a, b, count);
+    const RowCost cost = fastestRowKernel().sumRow(a, b, count);
     if (cost.sum >= exactSumLimit && count > 1) {  // too much for one exact double: in halves
         addPairs(sum, a, b, count / 2);
         addPairs(sum, a + count / 2, b + count / 2, count - count / 2);
@@ -35,7 +36,7 @@ void addPairs(CostSum& sum, const Pixel* a, const Pixel* b, size_t count) {
     }
     const auto whole = static_cast<uint64_t>(cost.sum);
     sum.whole += whole;
-    sum.fraction += static_cast<uint64_t>(std::ldexp(cost.sum - static_cast<double>(whole), fractionBits));
+    sum.fraction += static_cast<uint64_t>((cost.sum - static_cast<double>(whole)) * fractionUnits);
     addMaskedPairs(sum, cost.maskedPairs);
 }
 
@@ -47,7 +48,7 @@ float computeScore(const CostSum& sum, int64_t pairCount) {
     if (pairCount == 0) return scoreWithoutPairs;
     const uint64_t whole = sum.whole + (sum.fraction >> fractionBits);
     const uint64_t rest = sum.fraction & ((uint64_t{1} << fractionBits) - 1);
-    const double total = static_cast<double>(whole) + std::ldexp(static_cast<double>(rest), -fractionBits);
+    const double total = static_cast<double>(whole) + static_cast<double>(rest) / fractionUnits;
     return static_cast<float>(total / static_cast<double>(static_cast<float>(pairCount)));
 }
 

@@ -6,7 +6,7 @@
 #include "imageio/image.h"
 
 /// The rectangle in which two images laid origin on origin face each other: its corner in each, its size. Without a
-/// facing pair the size is 0.
+/// facing pair both sizes are 0.
 struct Overlap {
     int64_t aX, aY, bX, bY;
     int64_t width, height;
@@ -32,8 +32,8 @@ void addMaskedPairs(CostSum& sum, int64_t count);
 [[nodiscard]] float computeScore(const CostSum& sum, int64_t pairCount);
 constexpr float scoreWithoutPairs = 0.05f;
 
-/// How badly two images laid origin on origin agree: the mean cost of the facing pairs; lower is better. The same when a
-/// and b are exchanged.
+/// How badly two images laid origin on origin agree: the mean cost of the facing pairs; lower is better. The same when
+/// a and b are exchanged.
 [[nodiscard]] float measureDifference(const Image& a, const Image& b);
 
 /// The same for any placement, given as to findOverlap.

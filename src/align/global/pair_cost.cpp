@@ -1,6 +1,10 @@
 #include "align/global/pair_cost.h"
 
+#include <algorithm>
 #include <array>
+
+#include "align/global/pair_cost_x86.h"
+#include "core/processor_features.h"
 
 namespace {
 
@@ -22,14 +26,35 @@ RowCost sumRowPlain(const Pixel* a, const Pixel* b, size_t count) {
     return cost;
 }
 
-constexpr std::array rowKernels = {RowKernel{"plain", sumRowPlain}};
+double estimateRowPlain(const Pixel* a, const Pixel* b, size_t count) {
+    return sumRowPlain(a, b, count).sum;
+}
+
+void estimateColumnsPlain(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows, float* sums,
+                          size_t width) {
+    std::fill_n(sums, width, 0.0f);
+    for (; rows > 0; --rows, a += strideA, b += strideB) {
+        for (size_t i = 0; i < width; ++i) {
+            if (a[i].weight != 0 && b[i].weight != 0) sums[i] += computePairCost(a[i], b[i]);
+        }
+    }
+}
+
+constexpr std::array rowKernels = {
+    RowKernel{"plain", sumRowPlain, estimateRowPlain, estimateColumnsPlain},
+#if defined(__x86_64__)
+    RowKernel{"avx2", sumRowAvx2, estimateRowAvx2, estimateColumnsAvx2},
+    RowKernel{"avx512", sumRowAvx512, estimateRowAvx512, estimateColumnsAvx512},
+#endif
+};
 
 }  // namespace
 
 std::span<const RowKernel> listRowKernels() {
-    return rowKernels;
+    return std::span(rowKernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
 }
 
-RowCost sumRow(const Pixel* a, const Pixel* b, size_t count) {
-    return listRowKernels().back().sumRow(a, b, count);
+const RowKernel& fastestRowKernel() {
+    static const RowKernel& fastest = listRowKernels().back();
+    return fastest;
 }

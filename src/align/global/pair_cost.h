@@ -11,8 +11,8 @@ constexpr float maskedPixelCost = 0.01f;
 
 /// What the facing pairs of one row cost. The sum runs over the pairs with data on both sides: each costs
 /// d + d x d / 255 in single precision, where d = blue difference squared + 4 x (green and red differences squared).
-/// Every such cost is 0, or a multiple of 2^-23 from 1 on: below 2^30 a double holds any sum of them exactly, so the order
-/// of the additions changes nothing, and every version below gives the same bits.
+/// Every such cost is 0, or a multiple of 2^-23 from 1 on: below 2^30 a double holds any sum of them exactly, so the
+/// order of the additions changes nothing, and every version below gives the same bits.
 struct RowCost {
     double sum = 0.0;
     int64_t maskedPairs = 0;  // pairs with no data on one side
@@ -24,13 +24,26 @@ constexpr double exactSumLimit = 1 << 30;
 /// The cost of count pairs (a[i], b[i]).
 using SumRow = RowCost (*)(const Pixel* a, const Pixel* b, size_t count);
 
+/// About the sum of the same costs: RowCost::sum with a relative error below estimateError. Faster than the exact sum,
+/// and enough to see that a placement loses.
+using EstimateRow = double (*)(const Pixel* a, const Pixel* b, size_t count);
+constexpr double estimateError = 0x1p-16;
+
+/// About the sums of the same costs down each of width columns, rows apart by their strides: sums[i] over the pairs
+/// (a[y * strideA + i], b[y * strideB + i]), with a relative error below estimateError up to longestColumn rows.
+using EstimateColumns = void (*)(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows,
+                                 float* sums, size_t width);
+constexpr int64_t longestColumn = 128;
+
 struct RowKernel {
     const char* name;
     SumRow sumRow;
+    EstimateRow estimateRow;
+    EstimateColumns estimateColumns;
 };
 
 /// The versions that this processor can run, the plain one first, the fastest last.
 [[nodiscard]] std::span<const RowKernel> listRowKernels();
 
 /// The fastest of them.
-[[nodiscard]] RowCost sumRow(const Pixel* a, const Pixel* b, size_t count);
+[[nodiscard]] const RowKernel& fastestRowKernel();

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
+#include "align/global/row_sampling.h"
 #include "align/global/sampling.h"
 
 namespace {
@@ -16,7 +18,8 @@ double sine(float angle) {
     return std::sin(static_cast<double>(angle));
 }
 
-// Size and origin of the turned source's bounding box. The shift cancels in the size, but for the rounding of the corners.
+// Size and origin of the turned source's bounding box. The shift cancels in the size, but for the rounding of the
+// corners.
 Image makeTurnedFrame(const Image& source, float angle, float shiftX, float shiftY) {
     const double cosA = cosine(angle), sinA = sine(angle);
     float minX = HUGE_VALF, maxX = -HUGE_VALF, minY = HUGE_VALF, maxY = -HUGE_VALF;
@@ -46,25 +49,65 @@ Image makeTurnedFrame(const Image& source, float angle, float shiftX, float shif
     return frame;
 }
 
+// Whether every sample of an unturned copy falls on a pixel: a whole shift, and positions that single precision holds
+// exactly.
+bool samplesPixels(const Image& source, float angle, float shiftX, float shiftY) {
+    constexpr double exactPositions = 0x1p24;
+    const auto farthest = [](int32_t origin, int32_t length, float shift) {
+        return std::abs(static_cast<double>(origin)) + length + std::abs(static_cast<double>(shift));
+    };
+    return angle == 0.0f && shiftX == std::trunc(shiftX) && shiftY == std::trunc(shiftY) &&
+           farthest(source.originX, source.width, shiftX) < exactPositions &&
+           farthest(source.originY, source.height, shiftY) < exactPositions;
+}
+
+// What lies beside the source is without data.
+Image makeShiftedImage(const Image& source, int64_t shiftX, int64_t shiftY) {
+    Image shifted = makeUnfilledImage(source.width, source.height);
+    shifted.originX = source.originX;
+    shifted.originY = source.originY;
+    const int64_t width = source.width;
+    const int64_t first = std::clamp<int64_t>(-shiftX, 0, width),
+                  last = std::clamp<int64_t>(width - shiftX, first, width);
+    for (int64_t y = 0; y < shifted.height; ++y) {
+        Pixel* row = rowOf(shifted, y);
+        const int64_t from = y + shiftY;
+        const bool inside = from >= 0 && from < source.height;
+        const int64_t copyEnd = inside ? last : first;
+        std::fill(row, row + first, Pixel{});
+        if (inside) std::copy(rowOf(source, from) + first + shiftX, rowOf(source, from) + last + shiftX, row + first);
+        std::fill(row + copyEnd, row + width, Pixel{});
+    }
+    return shifted;
+}
+
 }  // namespace
 
 Image makeRotatedWindow(const Image& source, int32_t width, int32_t height, float angle) {
-    const auto cosA = static_cast<float>(cosine(angle)), sinA = static_cast<float>(sine(angle));
-    Image window = makeImage(width, height);
+    Image window = makeUnfilledImage(width, height);
     window.originX = width / 2;
     window.originY = height / 2;
-    for (int64_t y = 0; y < window.height; y += 2) {
-        const auto v = static_cast<float>(y - window.originY);
-        const float startX = -sinA * v + static_cast<float>(source.originX);
-        const float startY = cosA * v + static_cast<float>(source.originY);
+    if (countPixels(window) == 0) return window;
+    for (int64_t y = 0; y < window.height; ++y) {
         Pixel* row = rowOf(window, y);
-        for (int32_t x = 0; x < window.width; ++x) {
-            const auto u = static_cast<float>(x - window.originX);
-            const int32_t sx = truncateToInteger(cosA * u + startX), sy = truncateToInteger(sinA * u + startY);
-            if (sx >= 0 && sx < source.width && sy >= 0 && sy < source.height) row[x] = rowOf(source, sy)[sx];
+        if (y % 2 == 0) {
+            sampleWindowRow(source, window, y, angle, row);
+        } else {
+            std::fill(row, row + window.width, Pixel{});
         }
     }
     return window;
+}
+
+void sampleWindowRow(const Image& source, const Image& window, int64_t y, float angle, Pixel* row) {
+    const auto cosA = static_cast<float>(cosine(angle)), sinA = static_cast<float>(sine(angle));
+    const auto v = static_cast<float>(y - window.originY);
+    const TurnedRow positions = {.cosA = cosA,
+                                 .sinA = sinA,
+                                 .startX = -sinA * v + static_cast<float>(source.originX),
+                                 .startY = cosA * v + static_cast<float>(source.originY),
+                                 .firstU = -window.originX};
+    fastestSampling().sampleTurnedRow(source, positions, row, static_cast<size_t>(window.width));
 }
 
 Image makeScaledCopy(const Image& source, float factor) {
@@ -72,6 +115,7 @@ Image makeScaledCopy(const Image& source, float factor) {
     Image copy = makeUnfilledImage(scale(source.width), scale(source.height));
     copy.originX = scale(source.originX);
     copy.originY = scale(source.originY);
+    if (countPixels(copy) == 0) return copy;
     const float step = 1.0f / factor;
     for (int32_t y = 0; y < copy.height; ++y) {
         Pixel* row = rowOf(copy, y);
@@ -83,17 +127,28 @@ Image makeScaledCopy(const Image& source, float factor) {
 }
 
 Image makeAlignedImage(Image source, float angle, float shiftX, float shiftY) {
+    if (samplesPixels(source, angle, shiftX, shiftY)) {
+        return makeShiftedImage(source, static_cast<int64_t>(shiftX), static_cast<int64_t>(shiftY));
+    }
     const double cosA = cosine(angle), sinA = sine(angle);
     const Image aligned = makeTurnedFrame(source, angle, shiftX, shiftY);
-    for (int32_t y = 0; y < aligned.height; ++y) {
+    if (countPixels(aligned) == 0) return aligned;
+    const auto width = static_cast<size_t>(aligned.width);
+    std::vector<double> cosU(width), sinU(width);
+    std::vector<float> positionX(width), positionY(width);
+    for (size_t x = 0; x < width; ++x) {
+        const double u = static_cast<double>(x) - aligned.originX;
+        cosU[x] = cosA * u;
+        sinU[x] = sinA * u;
+    }
+    for (int64_t y = 0; y < aligned.height; ++y) {
         const double v = static_cast<double>(y) - aligned.originY;
-        Pixel* row = rowOf(aligned, y);
-        for (int32_t x = 0; x < aligned.width; ++x) {
-            const double u = static_cast<double>(x) - aligned.originX;
-            const double sx = source.originX + (cosA * u - sinA * v) + static_cast<double>(shiftX);
-            const double sy = cosA * v + sinA * u + source.originY + static_cast<double>(shiftY);
-            row[x] = samplePosition(source, static_cast<float>(sx), static_cast<float>(sy));
+        const double cosV = cosA * v, sinV = sinA * v;
+        for (size_t x = 0; x < width; ++x) {
+            positionX[x] = static_cast<float>(source.originX + (cosU[x] - sinV) + static_cast<double>(shiftX));
+            positionY[x] = static_cast<float>(cosV + sinU[x] + source.originY + static_cast<double>(shiftY));
         }
+        fastestSampling().samplePositions(source, positionX.data(), positionY.data(), rowOf(aligned, y), width);
     }
     return aligned;
 }

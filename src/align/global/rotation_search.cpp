@@ -1,7 +1,11 @@
 #include "align/global/rotation_search.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <vector>
 
 #include "align/global/difference.h"
 #include "align/global/resampling.h"
@@ -26,39 +30,85 @@ bool turns() {
     return runState.angleMin != runState.angleMax;
 }
 
-// Every whole degree from angleMin on with every shift. The angle is summed in single precision: the last degree may land
-// past angleMax and drop out.
-Placement searchCoarsely() {
+Image makeComparisonWindow(float angle) {
     const Image& current = runState.current;
     const int32_t fraction = turns() ? 4 : runState.translationFraction;
-    const ShiftRange range = {.minX = runState.shiftMinX,
-                              .maxX = runState.shiftMaxX,
-                              .minY = runState.shiftMinY,
-                              .maxY = runState.shiftMaxY,
-                              .step = runState.shiftStep};
+    return makeRotatedWindow(current, current.width / fraction, current.height / fraction, angle);
+}
+
+ShiftRange shiftRange() {
+    return {.minX = runState.shiftMinX,
+            .maxX = runState.shiftMaxX,
+            .minY = runState.shiftMinY,
+            .maxY = runState.shiftMaxY,
+            .step = runState.shiftStep};
+}
+
+// The next whole degree, summed in single precision: the last one may land past angleMax and drop out. Infinity ends
+// the search where the angle is too large for a degree to change it.
+float nextAngle(float angle) {
+    const auto next = static_cast<float>(static_cast<double>(angle) + radiansPerDegree);
+    return next == angle ? HUGE_VALF : next;
+}
+
+// A score that some candidate reaches. It changes how soon the others are given up, never which one is found.
+float findCeiling() {
+    ShiftMatch guess = {.score = HUGE_VALF, .x = 0, .y = 0};
+    float ceiling = HUGE_VALF;
+    for (float angle = runState.angleMin; angle <= runState.angleMax; angle = nextAngle(angle)) {
+        Image window = makeComparisonWindow(angle);
+        guess = guessShift(window, runState.reference, shiftRange(), guess);
+        releaseImage(window);
+        ceiling = std::min(ceiling, guess.score);
+    }
+    return ceiling;
+}
+
+// Every whole degree from angleMin on with every shift.
+Placement searchCoarsely() {
+    const float ceiling = findCeiling();
     Placement best;
     int32_t stars = 0;
-    for (float angle = runState.angleMin; angle <= runState.angleMax;) {
+    for (float angle = runState.angleMin; angle <= runState.angleMax; angle = nextAngle(angle)) {
         if (turns()) {
-            const float progress = (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
+            const float progress =
+                (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
             stars = printStars(stars, truncateToInteger(progress) + 1);
         }
-        Image window = makeRotatedWindow(current, current.width / fraction, current.height / fraction, angle);
-        if (searchShift(window, runState.reference, range, best.shift)) best.angle = angle;
+        Image window = makeComparisonWindow(angle);
+        if (searchShift(window, runState.reference, shiftRange(), ceiling, best.shift)) best.angle = angle;
         releaseImage(window);
-        const auto next = static_cast<float>(static_cast<double>(angle) + radiansPerDegree);
-        if (next == angle) break;  // too large an angle for a degree to change it
-        angle = next;
     }
     return best;
 }
 
-float scoreAngle(float angle) {
-    const Image& current = runState.current;
-    Image window = makeRotatedWindow(current, current.width, current.height, angle);
-    const float score = measureDifference(window, runState.reference);
-    releaseImage(window);
-    return score;
+// The scores of the whole current image turned by either angle, its origin laid on the reference's: as of windows of
+// its full size, each row of which is looked at once and not kept. Both angles in one pass, as they read the same rows.
+std::array<float, 2> scoreAngles(const std::array<float, 2>& angles) {
+    const Image &current = runState.current, &reference = runState.reference;
+    const Image window = {.pixels = nullptr,
+                          .width = current.width,
+                          .height = current.height,
+                          .originX = current.width / 2,
+                          .originY = current.height / 2};
+    const Overlap overlap = findOverlap(window, reference, int64_t{window.originX} - reference.originX,
+                                        int64_t{window.originY} - reference.originY);
+    std::vector<Pixel> row(static_cast<size_t>(window.width));
+    std::array<CostSum, 2> sums;
+    for (int64_t v = 0; v < overlap.height; ++v) {
+        const int64_t y = overlap.aY + v;
+        for (size_t i = 0; i < angles.size(); ++i) {
+            if (y % 2 == 0) {
+                sampleWindowRow(current, window, y, angles[i], row.data());
+                addPairs(sums[i], row.data() + overlap.aX, rowOf(reference, overlap.bY + v) + overlap.bX,
+                         static_cast<size_t>(overlap.width));
+            } else {
+                addMaskedPairs(sums[i], overlap.width);
+            }
+        }
+    }
+    const int64_t pairCount = overlap.width * overlap.height;
+    return {computeScore(sums[0], pairCount), computeScore(sums[1], pairCount)};
 }
 
 // Narrows the degree around the coarse angle to thirds until half the resolution is reached. The windows are compared
@@ -73,7 +123,8 @@ float refineAngle(float angle) {
         std::fflush(stdout);
         const float lowThird = low + span * 0.33333334f;
         const float highThird = low + (span + span) * 0.33333334f;
-        const bool keepsLow = scoreAngle(highThird) >= scoreAngle(lowThird);
+        const auto [lowScore, highScore] = scoreAngles({lowThird, highThird});
+        const bool keepsLow = highScore >= lowScore;
         float& bound = keepsLow ? high : low;
         const float moved = keepsLow ? highThird : lowThird;
         const bool stuck = bound == moved;
@@ -89,7 +140,9 @@ void appendToShiftList(const ShiftMatch& shift) {
     std::fprintf(runState.shiftList, "%i %i ", shift.x, shift.y);
     if (shift.x == runState.shiftMaxX || shift.x == runState.shiftMinX || shift.y == runState.shiftMaxY ||
         shift.y == runState.shiftMinY) {
-        std::printf("\n!!! Attention : la valeur maximum de decalage autoris\x8E" "e a ete atteinte.\n");
+        std::printf(
+            "\n!!! Attention : la valeur maximum de decalage autoris\x8E"
+            "e a ete atteinte.\n");
         std::fprintf(runState.shiftList, "  Non optimal");
     }
     std::fprintf(runState.shiftList, "\n");

@@ -11,10 +11,10 @@
     return fits ? static_cast<int32_t>(position) : std::numeric_limits<int32_t>::min();
 }
 
-/// One byte of the bilinear mix. Every product and sum is rounded to single precision in the order written, then cut to an
-/// integer of which the low eight bits stay: fractions below 0 extrapolate, and may leave 0 to 255.
-[[nodiscard]] inline uint8_t mixByte(uint8_t topLeft, uint8_t topRight, uint8_t bottomLeft, uint8_t bottomRight, float fx,
-                                     float fy) {
+/// One byte of the bilinear mix. Every product and sum is rounded to single precision in the order written, then cut to
+/// an integer of which the low eight bits stay: fractions below 0 extrapolate, and may leave 0 to 255.
+[[nodiscard]] inline uint8_t mixByte(uint8_t topLeft, uint8_t topRight, uint8_t bottomLeft, uint8_t bottomRight,
+                                     float fx, float fy) {
     const float value = static_cast<float>(topLeft) * (1.0f - fx) * (1.0f - fy) +
                         static_cast<float>(topRight) * fx * (1.0f - fy) +
                         static_cast<float>(bottomLeft) * (1.0f - fx) * fy + static_cast<float>(bottomRight) * fx * fy;
@@ -35,7 +35,8 @@
 [[nodiscard]] inline Pixel samplePixel(const Image& image, int64_t ix, int64_t iy, float fx, float fy) {
     if (ix < 0 || iy < 0 || ix >= image.width || iy >= image.height) return {};
     const Pixel* top = rowOf(image, iy) + ix;
-    if (ix == image.width - 1 || iy == image.height - 1) return *top;
+    const bool onPixel = fx == 0.0f && fy == 0.0f;  // then the mix is the pixel
+    if (onPixel || ix == image.width - 1 || iy == image.height - 1) return *top;
     const Pixel* bottom = top + image.width;
     return mixBilinear(top[0], top[1], bottom[0], bottom[1], fx, fy);
 }

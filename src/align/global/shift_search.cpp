@@ -11,14 +11,14 @@
 namespace {
 
 // Every shift has its exact score, but few shifts need all of their pairs read: costs are never negative and the number
-// of pairs is known beforehand, so a placement is given up as soon as the costs summed so far cannot score below the
-// best. The search begins where the best is likely, and reads those rows first that tell placements apart best.
+// of pairs is known beforehand, so a placement is given up as soon as the costs estimated so far cannot score as low as
+// the ceiling. Those rows are read first that tell placements apart best, and all shifts of one y share each row.
 
-// A score is rounded to single precision once, a relative error of 2^-24, and so is the number of pairs; a sum that
-// exceeds its limit by this factor gives a score above the best whatever the roundings.
-constexpr double roundingMargin = 1.0 + 0x1p-20;
+// What a sum of estimates must exceed its limit by so that the exact score is above it: the error of the estimates and
+// the roundings of score and pair count, 2^-24 each.
+constexpr double estimateMargin = 1.0 + 2.0 * estimateError;
 
-// The candidates of one axis that leave an overlap: steps first to last of all 0 to count - 1.
+// The candidates of one axis: steps 0 to count - 1, of which first to last leave an overlap.
 struct AxisRange {
     int64_t min, step, count;
     int64_t first, last;
@@ -27,14 +27,19 @@ struct AxisRange {
     [[nodiscard]] int64_t at(int64_t i) const { return min + i * step; }
 };
 
+struct Candidate {
+    int64_t x;
+    Overlap overlap;
+    double largestSum;  // beyond this sum of estimates it loses
+    double sum;
+};
+
 struct ShiftSearch {
     const Image& moving;
     const Image& fixed;
     AxisRange x, y;
-    std::vector<int64_t> dataRows;       // rows of moving that hold data, the most telling first
-    std::vector<int64_t> maskedRowsTo;   // entry y: rows above row y that hold none
-    ShiftMatch best;
-    bool found = false;
+    std::vector<int64_t> dataRows;      // rows of moving that hold data, the most telling first
+    std::vector<int64_t> maskedRowsTo;  // entry y: rows above row y that hold none
 };
 
 // Rounds toward minus infinity; the divisor is positive.
@@ -54,7 +59,7 @@ AxisRange makeAxisRange(int64_t min, int64_t max, int64_t step, int64_t offset, 
 // How much a row differs from itself two columns on: what a row of plain sky does not.
 double measureContrast(const Image& image, int64_t y) {
     const auto width = static_cast<size_t>(image.width);
-    return width < 3 ? 0.0 : sumRow(rowOf(image, y), rowOf(image, y) + 2, width - 2).sum;
+    return width < 3 ? 0.0 : fastestRowKernel().estimateRow(rowOf(image, y), rowOf(image, y) + 2, width - 2);
 }
 
 void listRows(ShiftSearch& search) {
@@ -74,42 +79,70 @@ void listRows(ShiftSearch& search) {
     });
 }
 
-// The score of a placement, or infinity as soon as it must be above limit.
-float scoreShift(const ShiftSearch& search, int64_t x, int64_t y, float limit) {
-    const Image& moving = search.moving;
-    const Image& fixed = search.fixed;
-    const Overlap overlap = findOverlap(moving, fixed, x + moving.originX - fixed.originX, y + moving.originY - fixed.originY);
-    const int64_t pairCount = overlap.width * overlap.height;
-    const double largestSum = static_cast<double>(limit) * static_cast<double>(pairCount) * roundingMargin;
+ShiftSearch prepareSearch(const Image& moving, const Image& fixed, const ShiftRange& range) {
+    ShiftSearch search = {
+        .moving = moving,
+        .fixed = fixed,
+        .x = makeAxisRange(range.minX, range.maxX, range.step, int64_t{moving.originX} - fixed.originX, moving.width,
+                           fixed.width),
+        .y = makeAxisRange(range.minY, range.maxY, range.step, int64_t{moving.originY} - fixed.originY, moving.height,
+                           fixed.height),
+        .dataRows = {},
+        .maskedRowsTo = {},
+    };
+    if (search.x.first <= search.x.last && search.y.first <= search.y.last) listRows(search);
+    return search;
+}
+
+Overlap overlapAt(const ShiftSearch& search, int64_t x, int64_t y) {
+    const Image &moving = search.moving, &fixed = search.fixed;
+    return findOverlap(moving, fixed, x + moving.originX - fixed.originX, y + moving.originY - fixed.originY);
+}
+
+// The facing rows of a placement, row being one of moving; false when fixed has no such row.
+bool findFacingRows(const ShiftSearch& search, const Overlap& overlap, int64_t row, const Pixel*& a, const Pixel*& b) {
+    const int64_t v = row - overlap.aY;
+    if (v < 0 || v >= overlap.height) return false;
+    a = rowOf(search.moving, row) + overlap.aX;
+    b = rowOf(search.fixed, overlap.bY + v) + overlap.bX;
+    return true;
+}
+
+float scoreExactly(const ShiftSearch& search, const Overlap& overlap) {
     CostSum sum;
     for (const int64_t row : search.dataRows) {
-        const int64_t v = row - overlap.aY;
-        if (v < 0 || v >= overlap.height) continue;
-        addPairs(sum, rowOf(moving, row) + overlap.aX, rowOf(fixed, overlap.bY + v) + overlap.bX,
-                 static_cast<size_t>(overlap.width));
-        if (static_cast<double>(sum.whole) > largestSum) return HUGE_VALF;
+        const Pixel *a, *b;
+        if (findFacingRows(search, overlap, row, a, b)) addPairs(sum, a, b, static_cast<size_t>(overlap.width));
     }
     const auto top = static_cast<size_t>(overlap.aY), bottom = static_cast<size_t>(overlap.aY + overlap.height);
     addMaskedPairs(sum, (search.maskedRowsTo[bottom] - search.maskedRowsTo[top]) * overlap.width);
-    return computeScore(sum, pairCount);
+    return computeScore(sum, overlap.width * overlap.height);
 }
 
-void take(ShiftSearch& search, float score, int64_t x, int64_t y) {
-    ShiftMatch& best = search.best;
-    const bool earlier = x < best.x || (x == best.x && y < best.y);
-    if (score < best.score || (score == best.score && search.found && earlier)) {
-        best = {score, static_cast<int32_t>(x), static_cast<int32_t>(y)};
-        search.found = true;
+// Of the candidates of one y, those that may score as low as ceiling.
+void dropLosers(const ShiftSearch& search, std::vector<Candidate>& candidates) {
+    const EstimateRow estimateRow = fastestRowKernel().estimateRow;
+    for (const int64_t row : search.dataRows) {
+        for (Candidate& candidate : candidates) {
+            const Pixel *a, *b;
+            if (!findFacingRows(search, candidate.overlap, row, a, b)) continue;
+            candidate.sum += estimateRow(a, b, static_cast<size_t>(candidate.overlap.width));
+        }
+        std::erase_if(candidates, [](const Candidate& candidate) { return candidate.sum > candidate.largestSum; });
+        if (candidates.empty()) return;
     }
 }
 
-void tryShift(ShiftSearch& search, int64_t i, int64_t j) {
-    const int64_t x = search.x.at(i), y = search.y.at(j);
-    take(search, scoreShift(search, x, y, search.best.score), x, y);
+void takeBetter(ShiftMatch& best, bool& found, float score, int64_t x, int64_t y) {
+    const bool earlier = x < best.x || (x == best.x && y < best.y);
+    if (score < best.score || (score == best.score && found && earlier)) {
+        best = {score, static_cast<int32_t>(x), static_cast<int32_t>(y)};
+        found = true;
+    }
 }
 
 // Placements without a facing pair all score the same: only the first of them in the order of the search counts.
-void tryFirstWithoutOverlap(ShiftSearch& search) {
+void tryFirstWithoutOverlap(const ShiftSearch& search, ShiftMatch& best, bool& found) {
     const AxisRange &x = search.x, &y = search.y;
     if (x.count == 0 || y.count == 0) return;
     int64_t i = 0, j = 0;
@@ -122,59 +155,57 @@ void tryFirstWithoutOverlap(ShiftSearch& search) {
             return;
         }
     }
-    take(search, scoreWithoutPairs, x.at(i), y.at(j));
-}
-
-// Downhill from the candidate nearest to the start, in strides of 8, 4, 2 and 1 candidates.
-void descend(ShiftSearch& search) {
-    const AxisRange &x = search.x, &y = search.y;
-    int64_t i = std::clamp((search.best.x - x.min) / x.step, x.first, x.last);
-    int64_t j = std::clamp((search.best.y - y.min) / y.step, y.first, y.last);
-    tryShift(search, i, j);
-    constexpr std::array<std::array<int64_t, 2>, 4> directions = {{{-1, 0}, {1, 0}, {0, -1}, {0, 1}}};
-    for (int64_t stride = 8; stride > 0; stride /= 2) {
-        for (bool better = true; better;) {
-            const float score = search.best.score;
-            int64_t nextI = i, nextJ = j;
-            for (const auto& [di, dj] : directions) {
-                const int64_t tryI = std::clamp(i + di * stride, x.first, x.last);
-                const int64_t tryJ = std::clamp(j + dj * stride, y.first, y.last);
-                const float before = search.best.score;
-                tryShift(search, tryI, tryJ);
-                if (search.best.score < before) {
-                    nextI = tryI;
-                    nextJ = tryJ;
-                }
-            }
-            better = search.best.score < score;
-            i = nextI;
-            j = nextJ;
-        }
-    }
+    takeBetter(best, found, scoreWithoutPairs, x.at(i), y.at(j));
 }
 
 }  // namespace
 
-bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, ShiftMatch& best) {
-    ShiftSearch search = {
-        .moving = moving,
-        .fixed = fixed,
-        .x = makeAxisRange(range.minX, range.maxX, range.step, int64_t{moving.originX} - fixed.originX, moving.width,
-                           fixed.width),
-        .y = makeAxisRange(range.minY, range.maxY, range.step, int64_t{moving.originY} - fixed.originY, moving.height,
-                           fixed.height),
-        .dataRows = {},
-        .maskedRowsTo = {},
-        .best = best,
-    };
-    tryFirstWithoutOverlap(search);
-    if (search.x.first <= search.x.last && search.y.first <= search.y.last) {
-        listRows(search);
-        descend(search);
+bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, float ceiling, ShiftMatch& best) {
+    const ShiftSearch search = prepareSearch(moving, fixed, range);
+    bool found = false;
+    tryFirstWithoutOverlap(search, best, found);
+    std::vector<Candidate> candidates;
+    for (int64_t j = search.y.first; j <= search.y.last; ++j) {
+        const int64_t y = search.y.at(j);
+        candidates.clear();
         for (int64_t i = search.x.first; i <= search.x.last; ++i) {
-            for (int64_t j = search.y.first; j <= search.y.last; ++j) tryShift(search, i, j);
+            const int64_t x = search.x.at(i);
+            const Overlap overlap = overlapAt(search, x, y);
+            const double largestMean = static_cast<double>(std::min(ceiling, best.score)) * estimateMargin;
+            const double pairs = static_cast<double>(overlap.width) * static_cast<double>(overlap.height);
+            candidates.push_back({.x = x, .overlap = overlap, .largestSum = largestMean * pairs, .sum = 0.0});
+        }
+        dropLosers(search, candidates);
+        for (const Candidate& candidate : candidates) {
+            takeBetter(best, found, scoreExactly(search, candidate.overlap), candidate.x, y);
         }
     }
-    if (search.found) best = search.best;
-    return search.found;
+    return found;
+}
+
+ShiftMatch guessShift(const Image& moving, const Image& fixed, const ShiftRange& range, const ShiftMatch& start) {
+    const ShiftSearch search = prepareSearch(moving, fixed, range);
+    const AxisRange &x = search.x, &y = search.y;
+    ShiftMatch guess = {HUGE_VALF, start.x, start.y};
+    if (x.first > x.last || y.first > y.last) return guess;
+    int64_t centreI = std::clamp((start.x - x.min) / x.step, x.first, x.last);
+    int64_t centreJ = std::clamp((start.y - y.min) / y.step, y.first, y.last);
+    constexpr std::array<std::array<int64_t, 2>, 5> moves = {{{0, 0}, {-1, 0}, {1, 0}, {0, -1}, {0, 1}}};
+    for (int64_t stride = 8; stride > 0; stride /= 2) {  // in candidates
+        for (bool better = true; better;) {
+            better = false;
+            const int64_t fromI = centreI, fromJ = centreJ;
+            for (const auto& [di, dj] : moves) {
+                const int64_t i = std::clamp(fromI + di * stride, x.first, x.last);
+                const int64_t j = std::clamp(fromJ + dj * stride, y.first, y.last);
+                const float score = scoreExactly(search, overlapAt(search, x.at(i), y.at(j)));
+                if (score >= guess.score) continue;
+                guess = {score, static_cast<int32_t>(x.at(i)), static_cast<int32_t>(y.at(j))};
+                centreI = i;
+                centreJ = j;
+                better = true;
+            }
+        }
+    }
+    return guess;
 }

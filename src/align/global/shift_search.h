@@ -16,7 +16,12 @@ struct ShiftMatch {
     int32_t x, y;
 };
 
-/// Finds the shift of the range at which moving fits fixed best, the first of equal ones in the order x ascending, then y
-/// ascending. When it scores strictly better than best, best takes it and the result is true. best's shift on entry is
-/// where the search begins: it changes the time, never the result.
-bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, ShiftMatch& best);
+/// Finds the shift of the range at which moving fits fixed best, the first of equal ones in the order x ascending, then
+/// y ascending. When it scores strictly better than best, best takes it and the result is true. Shifts that score above
+/// ceiling may be passed over: a score known to be reached saves time.
+bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, float ceiling, ShiftMatch& best);
+
+/// A good shift of the range and its score, found in a short walk downhill from start: a ceiling for searchShift. start
+/// itself, with an infinite score, where the range has no shift with an overlap.
+[[nodiscard]] ShiftMatch guessShift(const Image& moving, const Image& fixed, const ShiftRange& range,
+                                    const ShiftMatch& start);

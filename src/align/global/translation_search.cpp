@@ -39,7 +39,8 @@ ShiftMatch searchReducedCopies() {
                               .maxY = findLast(static_cast<float>(runState.shiftMaxY) * reduction),
                               .step = 1};
     ShiftMatch best = {.score = 1e24f, .x = 0, .y = 0};
-    searchShift(reducedCurrent, reducedReference, range, best);
+    const float ceiling = guessShift(reducedCurrent, reducedReference, range, best).score;
+    searchShift(reducedCurrent, reducedReference, range, ceiling, best);
     releaseImage(reducedCurrent);
     releaseImage(reducedReference);
     return best;

@@ -1,0 +1,11 @@
+#pragma once
+
+/// The global searches and the aligned copy, for planet and star field, 640 x 480 and 2000 x 1500.
+void benchSearches();
+
+/// The local stage: matching all blocks, bending the image.
+void benchBlocks();
+
+/// Pictures to and from files, the composite, and a whole run of the program against the time of merely reading its
+/// sources and writing its results.
+void benchFiles(const char* program);

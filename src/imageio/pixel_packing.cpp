@@ -1,0 +1,75 @@
+#include "imageio/pixel_packing.h"
+
+#include <array>
+#include <cstring>
+
+#include "core/processor_features.h"
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace {
+
+void expandPixelsPlain(const uint8_t* bytes, Pixel* row, size_t count) {
+    for (size_t i = 0; i < count; ++i, bytes += 3) row[i] = {bytes[0], bytes[1], bytes[2], 255};
+}
+
+void packPixelsPlain(const Pixel* row, uint8_t* bytes, size_t count) {
+    for (size_t i = 0; i < count; ++i, bytes += 3) std::memcpy(bytes, &row[i], 3);
+}
+
+#if defined(__x86_64__)
+
+// Eight pixels a step: four in each half of a vector, moved between three and four bytes by a shuffle. A step reads or
+// writes up to eight bytes beyond its 24, which the last pixels of a row, left to the plain version, make room for.
+constexpr size_t pixelsPerStep = 8, bytesPerHalf = 12;
+constexpr size_t reserve = 4;  // pixels
+
+[[gnu::target("avx2")]] void expandPixelsAvx2(const uint8_t* bytes, Pixel* row, size_t count) {
+    const __m256i order = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1,  //
+                                           0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+    const __m256i fullWeight = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
+    size_t i = 0;
+    for (; i + pixelsPerStep + reserve <= count; i += pixelsPerStep) {
+        const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 3 * i));
+        const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 3 * i + bytesPerHalf));
+        const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+        const __m256i pixels = _mm256_or_si256(_mm256_shuffle_epi8(both, order), fullWeight);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + i), pixels);
+    }
+    expandPixelsPlain(bytes + 3 * i, row + i, count - i);
+}
+
+[[gnu::target("avx2")]] void packPixelsAvx2(const Pixel* row, uint8_t* bytes, size_t count) {
+    const __m256i order = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,  //
+                                           0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+    size_t i = 0;
+    for (; i + pixelsPerStep + reserve <= count; i += pixelsPerStep) {
+        const __m256i pixels = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + i));
+        const __m256i packed = _mm256_shuffle_epi8(pixels, order);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + 3 * i), _mm256_castsi256_si128(packed));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + 3 * i + bytesPerHalf), _mm256_extracti128_si256(packed, 1));
+    }
+    packPixelsPlain(row + i, bytes + 3 * i, count - i);
+}
+
+#endif
+
+constexpr std::array kernels = {
+    PackingKernel{"plain", expandPixelsPlain, packPixelsPlain},
+#if defined(__x86_64__)
+    PackingKernel{"avx2", expandPixelsAvx2, packPixelsAvx2},
+#endif
+};
+
+}  // namespace
+
+std::span<const PackingKernel> listPackingKernels() {
+    return std::span(kernels).first(hasAvx2() ? 2 : 1);
+}
+
+const PackingKernel& fastestPacking() {
+    static const PackingKernel& fastest = listPackingKernels().back();
+    return fastest;
+}

@@ -1,0 +1,52 @@
+#include "align/global/difference.h"
+
+#include <cmath>
+
+#include "plain/plain.h"
+#include "scenes.h"
+
+namespace {
+
+TEST(MeasureDifference, OfOnePairIsItsCost) {
+    const struct {
+        const char* what;
+        Pixel a, b;
+        float score;
+    } cases[] = {{"equal colours", {9, 8, 7, 1}, {9, 8, 7, 255}, 0.0f},
+                 {"blue by 1: d = 1", {9, 8, 7, 255}, {10, 8, 7, 255}, 1.0039216f},
+                 {"green by 1: d = 4", {9, 8, 7, 255}, {9, 7, 7, 255}, 4.0627451f},
+                 {"red by 1: d = 4", {9, 8, 7, 255}, {9, 8, 8, 255}, 4.0627451f},
+                 {"blue by 16: a sum halfway between two floats", {20, 0, 0, 1}, {4, 0, 0, 1}, 513.00390625f},
+                 {"masked left", {9, 8, 7, 0}, {200, 8, 7, 255}, 0.005f},
+                 {"masked right", {9, 8, 7, 3}, {200, 8, 7, 0}, 0.005f}};
+    for (auto [what, a, b, score] : cases) {
+        EXPECT_EQ(measureDifference({&a, 1, 1, 0, 0}, {&b, 1, 1, 0, 0}), score) << what;
+        EXPECT_EQ(measureDifference({&b, 1, 1, 5, 5}, {&a, 1, 1, 5, 5}), score) << what << ", exchanged";
+        EXPECT_EQ(measureDifference({&a, 1, 1, 0, 0}, {&b, 1, 1, 1, 0}), 0.05f) << what << ", side by side";
+        EXPECT_EQ(measureDifference({&a, 1, 1, 0, 0}, {&b, 1, 1, 0, -1}), 0.05f) << what << ", stacked";
+        EXPECT_EQ(measureDifference({&a, 1, 1, INT32_MIN, 0}, {&b, 1, 1, INT32_MAX, 0}), 0.05f) << what << ", far";
+    }
+    EXPECT_EQ(measureDifference({}, {}), 0.05f) << "no pixels";
+}
+
+// 16785409 pairs are divided as 16785408, which single precision holds: the quotient rounds up.
+TEST(MeasureDifference, DividesByTheCountInSinglePrecision) {
+    CostSum sum;
+    addMaskedPairs(sum, 16785409);
+    EXPECT_EQ(computeScore(sum, 16785409), std::nextafter(0.005f, 1.0f));
+}
+
+TEST(MeasureDifference, EqualsThePlainOne) {
+    Random random(1);
+    for (int round = 0; round < 3000; ++round) {
+        const int32_t side = round % 40 == 0 ? 150 : 24;
+        const Image a = makeAnyScene(random, round, false, side), b = makeAnyScene(random, round, true, side);
+        const float expected = plain::measureDifference(a, b);
+        const auto trial = testing::Message() << "round " << round << ", " << describe(a) << " on " << describe(b);
+        EXPECT_EQ(measureDifference(a, b), expected) << trial;
+        EXPECT_EQ(measureDifference(b, a), expected) << trial << ", exchanged";
+        EXPECT_EQ(measurePlacement(a, b, a.originX - b.originX, a.originY - b.originY), expected) << trial;
+    }
+}
+
+}  // namespace

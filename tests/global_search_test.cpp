@@ -1,0 +1,118 @@
+#include <cstdio>
+#include <cstdlib>
+
+#include "align/blocks/block_alignment.h"
+#include "align/global/rotation_search.h"
+#include "align/global/translation_search.h"
+#include "plain/plain.h"
+#include "scenes.h"
+
+namespace {
+
+struct Outcome {
+    std::string console, shiftList;
+};
+
+// Runs a stage on a copy of the current image, which it replaces.
+Outcome runStage(void (*stage)(), const Image& current) {
+    char* text = nullptr;
+    size_t size = 0;
+    runState.current = copyImage(current);
+    runState.shiftList = open_memstream(&text, &size);
+    testing::internal::CaptureStdout();
+    stage();
+    std::fclose(runState.shiftList);
+    keep(runState.current);
+    Outcome outcome = {testing::internal::GetCapturedStdout(), text};
+    std::free(text);
+    return outcome;
+}
+
+float toRadians(float degrees) {
+    return static_cast<float>(static_cast<double>(degrees) * 3.141592654 / 180);
+}
+
+TEST(GlobalSearch, FindsWhatThePlainOneFinds) {
+    const struct {
+        float angleMin, angleMax, resolution;
+        int32_t shift, step, fraction;
+    } settings[] = {{0, 0, 1, 0, 1, 6},      {0, 0, 1, 3, 1, 1},       {0, 0, 1, 20, 3, 2},     {5, 5, 1, 9, 1, 1},
+                    {-2, 2, 0.1f, 5, 1, 1},  {-5, 5, 0.5f, 2, 1, 1},   {-3, 0, 57.3f, 0, 1, 1}, {2, -2, 0.2f, 4, 1, 1},
+                    {-1, 3, 0.05f, 6, 4, 1}, {40, 41, 1e-3f, 3, 2, 1}, {-1, 1, 0.1f, -2, 1, 1}};
+    Random random(7);
+    for (int round = 0; round < 400; ++round) {
+        const auto& s = settings[static_cast<size_t>(round) % std::size(settings)];
+        const int32_t side = round % 40 == 0 ? 120 : 40;
+        const Image current = makeAnyScene(random, round, false, side);
+        runState.current = current;
+        runState.reference = makeAnyScene(random, round, true, side);
+        runState.angleMin = toRadians(s.angleMin);
+        runState.angleMax = toRadians(s.angleMax);
+        runState.angleResolution = toRadians(s.resolution);
+        runState.shiftMinX = runState.shiftMinY = -s.shift;
+        runState.shiftMaxX = runState.shiftMaxY = s.shift;
+        runState.shiftStep = s.step;
+        runState.translationFraction = s.fraction;
+        const bool turning = s.angleMin != s.angleMax;
+        const auto [angle, match] = (turning ? plain::findRotationAndTranslation : plain::findTranslation)(runState);
+        const Outcome outcome = runStage(turning ? searchRotationAndTranslation : searchTranslation, current);
+        const auto trial = testing::Message() << "round " << round << ", " << describe(current) << " on "
+                                              << describe(runState.reference) << ", angle " << angle;
+        const double degrees = static_cast<double>(angle) * 180 * 0.31830988614222805;
+        const std::string theta = turning ? format("\ntheta=%f  ", degrees) : "\n";
+        EXPECT_THAT(outcome.console, testing::HasSubstr(theta + format("DeltaX=%i   DeltaY=%i\n", match.x, match.y)))
+            << trial;
+        const std::string line = turning && s.shift == 0 ? "" : format("%i %i ", match.x, match.y);
+        EXPECT_EQ(outcome.shiftList.substr(0, line.size()), line) << trial;
+        EXPECT_EQ(outcome.shiftList.empty(), line.empty()) << trial;
+        const Image aligned =
+            keep(plain::makeAlignedImage(current, angle, static_cast<float>(match.x), static_cast<float>(match.y)));
+        EXPECT_TRUE(sameImage(runState.current, aligned)) << trial;
+        EXPECT_EQ(runState.shiftMinX, -s.shift) << trial << ", bounds put back";
+        EXPECT_EQ(runState.shiftMaxY, s.shift) << trial << ", bounds put back";
+    }
+}
+
+// The same sky with its origin moved: only the first shift found lies inside its bounds.
+TEST(GlobalSearch, MarksAShiftOnABound) {
+    Random random(8);
+    const Image sky = makeScene(random, Fill::noise, Mask::none, true, 64, 48);
+    runState.reference = {sky.pixels, 64, 48, 30, 20};
+    runState.angleMin = runState.angleMax = 0;
+    runState.angleResolution = 1;
+    runState.shiftStep = runState.translationFraction = 1;
+    runState.shiftMinX = runState.shiftMinY = -3;
+    runState.shiftMaxX = runState.shiftMaxY = 3;
+    const struct {
+        int32_t originX, originY;
+        const char* shiftList;
+        size_t warnings;
+    } cases[] = {{28, 22, "2 -2 \n", 0}, {27, 20, "3 0   Non optimal\n", 1}, {30, 23, "0 -3   Non optimal\n", 1}};
+    for (auto [originX, originY, shiftList, warnings] : cases) {
+        const Outcome outcome = runStage(searchRotationAndTranslation, {sky.pixels, 64, 48, originX, originY});
+        EXPECT_EQ(outcome.shiftList, shiftList);
+        EXPECT_EQ(outcome.console.find("!!! Attention") != std::string::npos, warnings == 1) << shiftList;
+    }
+}
+
+TEST(AlignBlocks, BendsAsThePlainOneDoes) {
+    Random random(14);
+    for (int round = 0; round < 150; ++round) {
+        const Image current = makeAnyScene(random, round, false, 60);
+        runState.current = current;
+        runState.reference = makeAnyScene(random, round, true, 60);
+        runState.blockGridWidth = pick(random, 1, 12);
+        runState.blockSearchWidth = pick(random, 0, 4);
+        runState.blockShiftMaxX = runState.blockShiftMaxY = pick(random, 0, 2);
+        runState.blockShiftMinX = runState.blockShiftMinY = -runState.blockShiftMaxX;
+        runState.blockShiftStep = std::array{1.0f, 0.5f, 2.0f, 0.3f, 1.5f}[static_cast<size_t>(round % 5)];
+        const Image expected = keep(plain::alignBlocks(runState)), reference = keep(copyImage(runState.reference));
+        runStage(alignBlocks, current);
+        const auto trial = testing::Message() << "round " << round << ", " << describe(current) << ", grid "
+                                              << runState.blockGridWidth << ", step " << runState.blockShiftStep;
+        EXPECT_TRUE(sameImage(runState.current, expected)) << trial;
+        EXPECT_TRUE(sameImage(runState.reference, reference)) << trial << ", reference put back";
+    }
+}
+
+}  // namespace

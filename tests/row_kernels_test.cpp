@@ -1,0 +1,129 @@
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "align/global/pair_cost.h"
+#include "align/global/row_sampling.h"
+#include "imageio/pixel_packing.h"
+#include "plain/plain.h"
+#include "scenes.h"
+
+namespace {
+
+constexpr int32_t largestCount = 67;  // every remainder of sixteen, and several steps
+
+// Room for count pixels at one end of memory between two unmapped pages: a pixel too far crashes.
+Pixel* takeGuarded(size_t slot, size_t count, bool atEnd) {
+    constexpr size_t page = 4096, inside = 4 * page;
+    static char* starts[6];
+    if (starts[slot] == nullptr) {
+        void* all = mmap(nullptr, inside + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        starts[slot] = static_cast<char*>(all) + page;
+        mprotect(starts[slot], inside, PROT_READ | PROT_WRITE);
+    }
+    return reinterpret_cast<Pixel*>(starts[slot] + (atEnd ? inside - count * sizeof(Pixel) : 0));
+}
+
+Image moveToGuarded(size_t slot, Image image, bool atEnd) {
+    Pixel* pixels = takeGuarded(slot, countPixels(image), atEnd);
+    std::copy_n(image.pixels, countPixels(image), pixels);
+    image.pixels = pixels;
+    return image;
+}
+
+TEST(RowKernels, GiveTheExactSum) {
+    Random random(2);
+    for (int round = 0; round < fillCount * 4 * 2 * (largestCount + 1); ++round) {
+        const auto fill = static_cast<Fill>(round % fillCount);
+        const auto mask = static_cast<Mask>(round / fillCount % 4);
+        const bool atEnd = round / fillCount / 4 % 2 == 0;
+        const int32_t count = round / fillCount / 8;
+        const Image a = moveToGuarded(0, makeScene(random, fill, mask, false, count, 1), atEnd);
+        const Image b = moveToGuarded(1, makeScene(random, fill, Mask::scattered, true, count, 1), atEnd);
+        long double exactSum = 0;  // wide enough
+        int64_t masked = 0;
+        for (int32_t i = 0; i < count; ++i) {
+            const bool bothHaveData = a.pixels[i].weight != 0 && b.pixels[i].weight != 0;
+            if (bothHaveData) exactSum += static_cast<long double>(plain::computePairCost(a.pixels[i], b.pixels[i]));
+            masked += !bothHaveData;
+        }
+        const auto sum = static_cast<double>(exactSum), slack = sum < exactSumLimit ? 0.0 : sum * 0x1p-45;
+        for (const RowKernel& kernel : listRowKernels()) {
+            const auto trial = testing::Message() << kernel.name << ", round " << round << ", " << count << " pairs";
+            const RowCost cost = kernel.sumRow(a.pixels, b.pixels, countPixels(a));
+            EXPECT_EQ(cost.maskedPairs, masked) << trial;
+            EXPECT_NEAR(cost.sum, sum, slack) << trial;
+            EXPECT_NEAR(kernel.estimateRow(a.pixels, b.pixels, countPixels(a)), sum, sum * estimateError) << trial;
+        }
+    }
+}
+
+TEST(SamplingKernels, GiveThePlainBytes) {
+    Random random(3);
+    constexpr float strange[] = {-0.0f, -1e-30f, -0.5f, -1.0f, NAN, INFINITY, -INFINITY, 3e9f, -3e9f, 1e30f};
+    for (int round = 0; round < 40 * (largestCount + 1); ++round) {
+        const int32_t count = round / 40, width = pick(random, 1, 1 + round % 30 * 2), height = pick(random, 1, 50);
+        const Image scene = makeScene(random, Fill::noise, Mask::scattered, true, width, height);
+        const Image source = moveToGuarded(0, scene, round % 2 == 0);
+        float* x = reinterpret_cast<float*>(takeGuarded(1, static_cast<size_t>(count), true));
+        float* y = reinterpret_cast<float*>(takeGuarded(2, static_cast<size_t>(count), true));
+        auto* columns = reinterpret_cast<int32_t*>(takeGuarded(3, static_cast<size_t>(count), true));
+        float* fractions = reinterpret_cast<float*>(takeGuarded(5, static_cast<size_t>(count), true));
+        const auto offset = [&](int32_t side) { return static_cast<float>(pick(random, -128, 64 * side)) / 64; };
+        const float angle = static_cast<float>(pick(random, -20, 20)) / (round % 3 == 0 ? 7.0f : 500.0f);
+        const TurnedRow turned = {std::cos(angle), std::sin(angle), offset(width), offset(height), pick(random, -9, 3)};
+        const int32_t y0 = pick(random, -1, height), step = pick(random, 1, 3);
+        const float fraction = static_cast<float>(pick(random, -7, 7)) / 8;
+        const Image row = moveToGuarded(4, keep(makeImage(count, 1)), true);
+        const Image atPositions = keep(copyImage(row)), onLine = keep(copyImage(row)),
+                    atFractions = keep(copyImage(row));
+        for (int32_t i = 0; i < count; ++i) {
+            const auto u = static_cast<float>(turned.firstU + i);
+            const float turnedX = turned.cosA * u + turned.startX, turnedY = turned.sinA * u + turned.startY;
+            x[i] = round % 5 == 0 ? offset(width) : turnedX;
+            y[i] = round % 5 == 0 ? offset(height) : turnedY;
+            if (round % 7 == 0 && i % 5 == 0) x[i] = strange[pick(random, 0, 9)];
+            if (round % 7 == 0 && i % 5 == 1) y[i] = strange[pick(random, 0, 9)];
+            columns[i] = i * step - pick(random, 0, 2);
+            fractions[i] = static_cast<float>(pick(random, -7, 7)) / 8;
+            atFractions.pixels[i] = plain::samplePixel(source, columns[i], y0, fractions[i], fraction);
+            atPositions.pixels[i] = plain::samplePosition(source, x[i], y[i]);
+            onLine.pixels[i] =
+                plain::samplePixel(source, static_cast<int64_t>(turnedX), static_cast<int64_t>(turnedY), 0, 0);
+        }
+        for (const SamplingKernel& kernel : listSamplingKernels()) {
+            const auto trial = testing::Message() << kernel.name << ", round " << round << ", " << count
+                                                  << " pixels of " << describe(source);
+            kernel.samplePositions(source, x, y, row.pixels, countPixels(row));
+            EXPECT_TRUE(sameImage(row, atPositions)) << trial;
+            kernel.sampleTurnedRow(source, turned, row.pixels, countPixels(row));
+            EXPECT_TRUE(sameImage(row, onLine)) << trial << ", turned";
+            kernel.sampleFractions(source, columns, fractions, y0, fraction, row.pixels, countPixels(row));
+            EXPECT_TRUE(sameImage(row, atFractions)) << trial << ", fractions";
+        }
+    }
+}
+
+TEST(PackingKernels, MoveTheThreeColours) {
+    Random random(15);
+    for (int32_t count = 0; count <= largestCount; ++count) {
+        const Image scene = makeScene(random, Fill::noise, Mask::scattered, false, count, 1);
+        const Image row = moveToGuarded(0, scene, true), back = moveToGuarded(1, scene, true);
+        auto* bytes = reinterpret_cast<uint8_t*>(takeGuarded(2, 0, true)) - 3 * count;
+        const Image full = keep(copyImage(row));
+        for (int32_t i = 0; i < count; ++i) full.pixels[i].weight = 255;
+        for (const PackingKernel& kernel : listPackingKernels()) {
+            std::fill_n(bytes, 3 * count, uint8_t{0});
+            kernel.packPixels(row.pixels, bytes, countPixels(row));
+            for (int32_t i = 0; i < count; ++i)
+                EXPECT_EQ(format("%i %i %i", bytes[3 * i], bytes[3 * i + 1], bytes[3 * i + 2]),
+                          format("%i %i %i", row.pixels[i].blue, row.pixels[i].green, row.pixels[i].red))
+                    << kernel.name << ", pixel " << i << " of " << count;
+            kernel.expandPixels(bytes, back.pixels, countPixels(back));
+            EXPECT_TRUE(sameImage(back, full)) << kernel.name << ", " << count << " pixels";
+        }
+    }
+}
+
+}  // namespace

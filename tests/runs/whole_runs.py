@@ -1,0 +1,80 @@
+"""Pictures and whole runs of the program: what the cases of test_runs.py are made of."""
+
+import os
+import pathlib
+import re
+import struct
+import subprocess
+import tempfile
+from dataclasses import dataclass, field
+
+program = os.environ.get("QUILLORNE", "")
+sanitized = os.environ.get("QUILLORNE_SANITIZED", "") != ""  # then address space and peak memory say nothing
+fatal_lines = b"Erreur fatale, appuyez sur entree.\nFatal error. Press return.\n"
+
+
+def make_header(width, height, bits=24, compression=0, offset=54):
+    size = 54 + (3 * width + 3) // 4 * 4 * abs(height)
+    return b"BM" + struct.pack("<IIIIiiHHIIiiII", size & 0xFFFFFFFF, 0, offset, 40, width, height, 1, bits, compression, 0,
+                               2840, 2840, 0, 0)
+
+
+def make_bmp(rows):
+    """The file of a picture: rows from the top down, each a list of (blue, green, red)."""
+    padding = bytes(-3 * len(rows[0]) % 4)
+    return make_header(len(rows[0]), len(rows)) + b"".join(
+        bytes(byte for pixel in row for byte in pixel) + padding for row in reversed(rows))
+
+
+def make_texture(width, height):
+    """Rows in which no place looks like another."""
+    state, rows = 12345, []
+    for _ in range(height):
+        row = []
+        for _ in range(width):
+            state = (state * 1103515245 + 12345) % 2**31
+            row.append((state >> 8 & 255, state >> 14 & 255, state >> 20 & 255))
+        rows.append(row)
+    return rows
+
+
+def shift_rows(rows, dx, dy, beside):
+    """The picture moved by (dx, dy), as far as it stays inside; the rest is beside."""
+    height, width = len(rows), len(rows[0])
+    return [[rows[y - dy][x - dx] if 0 <= x - dx < width and 0 <= y - dy < height else beside for x in range(width)]
+            for y in range(height)]
+
+
+@dataclass
+class Outcome:
+    status: int
+    console: bytes
+    files: dict = field(default_factory=dict)  # those that the run left behind, by name
+
+
+def write_files(directory, files):
+    for name, content in files.items():
+        with open(os.path.join(os.fsencode(directory), os.fsencode(name)), "wb") as file:
+            file.write(content)
+
+
+def read_files(directory):
+    return {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir() if path.is_file()}
+
+
+def run(script, files, arguments=("script",), prepare=None, command=(program,), **options):
+    """Runs the program in a folder of its own. prepare is called there before; options are those of subprocess.run."""
+    with tempfile.TemporaryDirectory() as directory:
+        os.chmod(directory, 0o777)
+        files = {"script": script, **files}
+        write_files(directory, files)
+        if prepare is not None:
+            prepare(directory)
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
+        process = subprocess.run([*command, *arguments], cwd=directory, timeout=120, **streams)
+        left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
+        return Outcome(process.returncode, without_times(process.stdout or b""), left)
+
+
+def without_times(console):
+    return re.sub(rb"(: )\d+( secondes|\))", rb"\1T\2", console)
