@@ -101,6 +101,7 @@ TEST(AlignBlocks, BendsAsThePlainOneDoes) {
         const Image current = makeAnyScene(random, round, false, 60);
         runState.current = current;
         runState.reference = makeAnyScene(random, round, true, 60);
+        releaseImage(runState.referenceGradient);  // that of the former reference
         runState.blockGridWidth = pick(random, 1, 12);
         runState.blockSearchWidth = pick(random, 0, 4);
         runState.blockShiftMaxX = runState.blockShiftMaxY = pick(random, 0, 2);

@@ -112,6 +112,7 @@ void processImage(int32_t entry) {
 
 void releaseRunState() {
     releaseImage(runState.reference);
+    releaseImage(runState.referenceGradient);
     delete[] runState.referenceName;
     delete[] runState.compositeName;
     for (int32_t entry = 0; entry < imageListSize; ++entry) {

@@ -41,6 +41,7 @@ struct RunState {
     Image current;               // the image being processed; every stage leaves its result here
     Image composite;             // the averaged picture, built at the end of the run
     CompositeSum* compositeSum;  // one record a reference pixel; null: no composite
+    Image referenceGradient;     // the reference's gradient image, made when the local stage first needs it
     int32_t outputFailed;        // 1: a file could not be written whole
 };
 

@@ -45,7 +45,9 @@ void matchOneByOne(const BlockSearch& search, const Image& current, const Image&
 
 void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid& grid) {
     Image current = makeGradientImage(runState.current);
-    Image reference = makeGradientImage(runState.reference);
+    if (runState.referenceGradient.pixels == nullptr)
+        runState.referenceGradient = makeGradientImage(runState.reference);
+    const Image& reference = runState.referenceGradient;
     const bool wholeStep =
         search.shiftStep >= 0x1p31f || static_cast<float>(static_cast<int32_t>(search.shiftStep)) == search.shiftStep;
     // One star at the first column, one more for every fiftieth of the columns. They are matched row by row, so the row
@@ -74,7 +76,6 @@ void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid
     printStars(stars, allStars);
     std::printf("\n");
     releaseImage(current);
-    releaseImage(reference);
 }
 
 }  // namespace
