@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t fieldBytes = 34;          // the fields that are read lie in the first 34 bytes
 constexpr double largePicture = 1e9;       // bytes of rows; from here on a promise is checked against the file
-constexpr int64_t bytesPerRead = 1 << 18;  // rows are read in groups of about this size
+constexpr int64_t bytesPerRead = 1 << 19;  // rows are read in groups of about this size
 
 struct BmpHeader {
     uint32_t dataOffset;

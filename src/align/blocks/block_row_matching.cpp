@@ -1,7 +1,8 @@
 #include "align/blocks/block_row_matching.h"
 
 #include <algorithm>
-#include <cmath>
+#include <numeric>
+#include <span>
 #include <vector>
 
 #include "align/blocks/block_run.h"
@@ -10,6 +11,8 @@
 namespace {
 
 constexpr int64_t largestTable = 1 << 20;  // estimates, one a shift and block
+
+constexpr int64_t blocksPerGroup = 8;
 
 struct Shift {
     int64_t x, y;
@@ -27,23 +30,6 @@ std::vector<Shift> listShifts(const BlockSearch& search) {
     return shifts;
 }
 
-// Turns sums[i] into the sum of size neighbours from i on, where there are as many; by doubling, so that a few vector
-// additions do for every sum.
-void sumNeighbours(std::vector<float>& sums, std::vector<float>& doubled, int64_t size) {
-    doubled = sums;  // of 1, 2, 4, ... neighbours
-    std::fill(sums.begin(), sums.end(), 0.0f);
-    const auto width = static_cast<int64_t>(sums.size());
-    for (int64_t part = 1, done = 0; part <= size; part *= 2) {
-        const float* from = doubled.data();
-        if ((size & part) != 0) {
-            for (int64_t i = 0; i + done + part <= width; ++i) sums[static_cast<size_t>(i)] += from[i + done];
-            done += part;
-        }
-        if (2 * part > size) break;
-        for (int64_t i = 0; i + 2 * part <= width; ++i) doubled[static_cast<size_t>(i)] += from[i + part];
-    }
-}
-
 float scoreBlock(const Block& block, const Image& current, const Image& reference, const Shift& shift) {
     CostSum sum;
     for (int64_t row = 0; row < block.size; ++row) {
@@ -54,22 +40,43 @@ float scoreBlock(const Block& block, const Image& current, const Image& referenc
     return computeScore(sum, block.size * block.size);
 }
 
-// The best of all shifts of one block, whose estimates stand every stride entries. Few estimates leave a shift to
-// score.
+// The best of all shifts of one block, given their estimates, few of which leave a shift to score.
 BlockMatch pickShift(const Block& block, const Image& current, const Image& reference, const std::vector<Shift>& shifts,
-                     const float* estimates, size_t stride) {
-    size_t likely = 0;
-    for (size_t i = 1; i < shifts.size(); ++i) {
-        if (estimates[i * stride] < estimates[likely * stride]) likely = i;
-    }
+                     std::span<const float> estimates) {
+    const auto likely = static_cast<size_t>(std::min_element(estimates.begin(), estimates.end()) - estimates.begin());
     const float ceiling = scoreBlock(block, current, reference, shifts[likely]);
     BlockMatch best = noBlockMatch;
     for (size_t i = 0; i < shifts.size(); ++i) {
-        if (static_cast<double>(estimates[i * stride]) > findLargestSum(block, best.score, ceiling)) continue;
+        if (static_cast<double>(estimates[i]) > findLargestSum(block, best.score, ceiling)) continue;
         const float score = i == likely ? ceiling : scoreBlock(block, current, reference, shifts[i]);
         takeBetter(best, score, static_cast<double>(shifts[i].x), static_cast<double>(shifts[i].y));
     }
     return best;
+}
+
+// Few blocks at a time, so that what all shifts read stays close to the processor.
+void matchGroup(const BlockSearch& search, const Image& current, const Image& reference,
+                const std::vector<Shift>& shifts, int64_t firstX, int64_t y, int64_t spacing, int64_t count,
+                BlockMatch* matches) {
+    const Block first = makeBlock(search, current, reference, firstX, y);
+    const auto width = static_cast<size_t>((count - 1) * spacing + first.size);
+    std::vector<float> sums(width);
+    std::vector<float> estimates(shifts.size() * static_cast<size_t>(count));  // by block, then by shift
+    for (size_t i = 0; i < shifts.size(); ++i) {
+        fastestRowKernel().estimateColumns(rowOf(current, first.cornerY) + first.cornerX, current.width,
+                                           rowOf(reference, first.facingY + shifts[i].y) + first.facingX + shifts[i].x,
+                                           reference.width, first.size, sums.data(), width);
+        for (int64_t b = 0; b < count; ++b) {
+            const float* columns = sums.data() + b * spacing;
+            estimates[static_cast<size_t>(b) * shifts.size() + i] =
+                std::accumulate(columns, columns + first.size, 0.0f);
+        }
+    }
+    for (int64_t b = 0; b < count; ++b) {
+        const Block block = makeBlock(search, current, reference, firstX + b * spacing, y);
+        const auto ofBlock = std::span(estimates).subspan(static_cast<size_t>(b) * shifts.size(), shifts.size());
+        matches[b] = pickShift(block, current, reference, shifts, ofBlock);
+    }
 }
 
 }  // namespace
@@ -91,20 +98,9 @@ bool canMatchBlockRow(const BlockSearch& search, const Image& current, const Ima
 
 void matchBlockRow(const BlockSearch& search, const Image& current, const Image& reference, int64_t firstX, int64_t y,
                    int64_t spacing, int64_t count, BlockMatch* matches) {
-    const Block first = makeBlock(search, current, reference, firstX, y);
     const std::vector<Shift> shifts = listShifts(search);
-    const auto width = static_cast<size_t>((count - 1) * spacing + first.size);
-    std::vector<float> sums(width), doubled;
-    std::vector<float> estimates;  // by shift, then by block
-    for (const Shift& shift : shifts) {
-        fastestRowKernel().estimateColumns(rowOf(current, first.cornerY) + first.cornerX, current.width,
-                                           rowOf(reference, first.facingY + shift.y) + first.facingX + shift.x,
-                                           reference.width, first.size, sums.data(), width);
-        sumNeighbours(sums, doubled, first.size);
-        for (int64_t i = 0; i < count; ++i) estimates.push_back(sums[static_cast<size_t>(i * spacing)]);
-    }
-    for (int64_t i = 0; i < count; ++i) {
-        const Block block = makeBlock(search, current, reference, firstX + i * spacing, y);
-        matches[i] = pickShift(block, current, reference, shifts, estimates.data() + i, static_cast<size_t>(count));
+    for (int64_t i = 0; i < count; i += blocksPerGroup) {
+        matchGroup(search, current, reference, shifts, firstX + i * spacing, y, spacing,
+                   std::min(blocksPerGroup, count - i), matches + i);
     }
 }

@@ -33,7 +33,7 @@ constexpr double estimateError = 0x1p-16;
 /// (a[y * strideA + i], b[y * strideB + i]), with a relative error below estimateError up to longestColumn rows.
 using EstimateColumns = void (*)(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows,
                                  float* sums, size_t width);
-constexpr int64_t longestColumn = 128;
+constexpr int64_t longestColumn = 96;
 
 struct RowKernel {
     const char* name;
