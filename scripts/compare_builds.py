@@ -1,9 +1,11 @@
 """compare_builds.py COMMAND COMMAND ...: whole runs by several builds of the program must agree in every byte."""
 
 import math
+import os
 import shlex
 import sys
 
+sys.path.append(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tests", "runs"))
 from whole_runs import *
 
 
