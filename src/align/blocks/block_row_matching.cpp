@@ -90,7 +90,8 @@ bool canMatchBlockRow(const BlockSearch& search, const Image& current, const Ima
     const double shiftsY = static_cast<double>(search.shiftMaxY) - search.shiftMinY;
     const double step = static_cast<double>(search.shiftStep);
     const bool fits = (shiftsX / step + 1.0) * (shiftsY / step + 1.0) * static_cast<double>(count) <= largestTable;
-    return fits && block.size > 0 && block.size <= longestColumn &&
+    const bool dense = 2 * spacing <= 3 * block.size;  // otherwise too much lies between the blocks
+    return fits && dense && block.size > 0 && block.size <= longestColumn &&
            liesInside(current, block.cornerX, block.cornerY, width, block.size) &&
            liesInside(reference, block.facingX + search.shiftMinX, block.facingY + search.shiftMinY,
                       width + search.shiftMaxX - search.shiftMinX, block.size + search.shiftMaxY - search.shiftMinY);

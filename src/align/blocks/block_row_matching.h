@@ -12,6 +12,7 @@
 void matchBlockRow(const BlockSearch& search, const Image& current, const Image& reference, int64_t firstX, int64_t y,
                    int64_t spacing, int64_t count, BlockMatch* matches);
 
-/// Whether those blocks and their search areas lie in the two pictures, and the shifts are few enough for a table.
+/// Whether those blocks and their search areas lie in the two pictures, the shifts are few enough for a table, and the
+/// blocks dense enough to gain by it.
 [[nodiscard]] bool canMatchBlockRow(const BlockSearch& search, const Image& current, const Image& reference,
                                     int64_t firstX, int64_t y, int64_t spacing, int64_t count);
