@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "align/global/pair_cost.h"
 #include "align/global/row_sampling.h"
@@ -57,6 +58,28 @@ TEST(RowKernels, GiveTheExactSum) {
             EXPECT_NEAR(kernel.estimateRow(a.pixels, b.pixels, countPixels(a)), sum, sum * estimateError) << trial;
         }
     }
+}
+
+TEST(RowKernels, EstimateColumns) {
+    Random random(21);
+    for (int32_t width = 0; width <= 35; ++width)
+        for (const Fill fill : {Fill::noise, Fill::flat, Fill::blackOnWhite, Fill::nearlyEqual}) {
+            constexpr int32_t rows = 17;
+            const Image a = makeScene(random, fill, Mask::none, false, width, rows);
+            const Image b = makeScene(random, fill, Mask::none, true, width, rows);
+            for (const RowKernel& kernel : listRowKernels()) {
+                std::vector<float> sums(static_cast<size_t>(width) + 1, -1.0f);
+                kernel.estimateColumns(a.pixels, width, b.pixels, width, rows, sums.data(), sums.size() - 1);
+                EXPECT_EQ(sums.back(), -1.0f) << kernel.name << ", one sum too many, width " << width;
+                for (int32_t x = 0; x < width; ++x) {
+                    double sum = 0.0;
+                    for (int32_t y = 0; y < rows; ++y)
+                        sum += static_cast<double>(plain::computePairCost(rowOf(a, y)[x], rowOf(b, y)[x]));
+                    EXPECT_NEAR(static_cast<double>(sums[static_cast<size_t>(x)]), sum, sum * estimateError)
+                        << kernel.name << ", fill " << static_cast<int>(fill) << ", column " << x << " of " << width;
+                }
+            }
+        }
 }
 
 TEST(SamplingKernels, GiveThePlainBytes) {

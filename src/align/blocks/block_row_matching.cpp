@@ -12,7 +12,8 @@ namespace {
 
 constexpr int64_t largestTable = 1 << 20;  // estimates, one a shift and block
 
-constexpr int64_t blocksPerGroup = 8;
+constexpr int64_t blocksPerGroup = 16;
+constexpr uint8_t fullWeight = 255;
 
 struct Shift {
     int64_t x, y;
@@ -52,6 +53,27 @@ BlockMatch pickShift(const Block& block, const Image& current, const Image& refe
         takeBetter(best, score, static_cast<double>(shifts[i].x), static_cast<double>(shifts[i].y));
     }
     return best;
+}
+
+// Whether all pixels of that rectangle are full data.
+bool isFull(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height) {
+    for (int64_t row = y; row < y + height; ++row) {
+        const Pixel* pixels = rowOf(image, row) + x;
+        uint8_t weights = fullWeight;
+        for (int64_t i = 0; i < width; ++i) weights &= pixels[i].weight;
+        if (weights != fullWeight) return false;
+    }
+    return true;
+}
+
+// The same for all that the group and its shifts look at.
+bool holdsDataThroughout(const BlockSearch& search, const Image& current, const Image& reference, int64_t firstX,
+                         int64_t y, int64_t spacing, int64_t count) {
+    const Block first = makeBlock(search, current, reference, firstX, y);
+    const int64_t width = (count - 1) * spacing + first.size;
+    return isFull(current, first.cornerX, first.cornerY, width, first.size) &&
+           isFull(reference, first.facingX + search.shiftMinX, first.facingY + search.shiftMinY,
+                  width + search.shiftMaxX - search.shiftMinX, first.size + search.shiftMaxY - search.shiftMinY);
 }
 
 // Few blocks at a time, so that what all shifts read stays close to the processor.
@@ -101,7 +123,14 @@ void matchBlockRow(const BlockSearch& search, const Image& current, const Image&
                    int64_t spacing, int64_t count, BlockMatch* matches) {
     const std::vector<Shift> shifts = listShifts(search);
     for (int64_t i = 0; i < count; i += blocksPerGroup) {
-        matchGroup(search, current, reference, shifts, firstX + i * spacing, y, spacing,
-                   std::min(blocksPerGroup, count - i), matches + i);
+        const int64_t x = firstX + i * spacing, inGroup = std::min(blocksPerGroup, count - i);
+        if (holdsDataThroughout(search, current, reference, x, y, spacing, inGroup)) {
+            matchGroup(search, current, reference, shifts, x, y, spacing, inGroup, matches + i);
+            continue;
+        }
+        for (int64_t b = i; b < i + inGroup; ++b) {
+            const BlockMatch& start = b == 0 ? noBlockMatch : matches[b - 1];
+            matches[b] = matchBlockIntegerStep(search, current, reference, firstX + b * spacing, y, start);
+        }
     }
 }

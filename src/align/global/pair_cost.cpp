@@ -34,9 +34,7 @@ void estimateColumnsPlain(const Pixel* a, int64_t strideA, const Pixel* b, int64
                           size_t width) {
     std::fill_n(sums, width, 0.0f);
     for (; rows > 0; --rows, a += strideA, b += strideB) {
-        for (size_t i = 0; i < width; ++i) {
-            if (a[i].weight != 0 && b[i].weight != 0) sums[i] += computePairCost(a[i], b[i]);
-        }
+        for (size_t i = 0; i < width; ++i) sums[i] += computePairCost(a[i], b[i]);
     }
 }
 
