@@ -63,15 +63,9 @@ void benchMatching(const Image& frame, const Image& reference, int32_t largestSh
             matches[i] = plainMatch(search, current, facing, positionOf(i), y);
         }
     };
+    GroupWork work;
     const auto matchFastRow = [&](int64_t y, BlockMatch* matches) {
-        if (whole) {
-            matchBlockRow(search, current, facing, layout.firstX, y, layout.spacing, layout.columns, matches);
-            return;
-        }
-        for (int32_t i = 0; i < fastGrid.columns; ++i) {
-            const BlockMatch& start = i == 0 ? noBlockMatch : matches[i - 1];
-            matches[i] = matchBlockFractionalStep(search, current, facing, positionOf(i), y, start);
-        }
+        matchBlockRow(work, search, current, facing, {layout.firstX, y, layout.spacing, layout.columns}, matches);
     };
     compareTimes(
         what, [&] { matchAll(layout, plainGrid, matchPlainRow); }, [&] { matchAll(layout, fastGrid, matchFastRow); });

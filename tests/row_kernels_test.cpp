@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "align/blocks/column_bounds.h"
 #include "align/global/pair_cost.h"
 #include "align/global/row_sampling.h"
 #include "imageio/pixel_packing.h"
@@ -60,26 +61,47 @@ TEST(RowKernels, GiveTheExactSum) {
     }
 }
 
-TEST(RowKernels, EstimateColumns) {
+// Sums of (d + 127)^2 for d of pixels with green and red clipped, by the definition of d, and as bounds of the costs.
+TEST(ColumnKernels, SumTheSquaresThatBoundTheCosts) {
     Random random(21);
-    for (int32_t width = 0; width <= 35; ++width)
-        for (const Fill fill : {Fill::noise, Fill::flat, Fill::blackOnWhite, Fill::nearlyEqual}) {
-            constexpr int32_t rows = 17;
-            const Image a = makeScene(random, fill, Mask::none, false, width, rows);
-            const Image b = makeScene(random, fill, Mask::none, true, width, rows);
-            for (const RowKernel& kernel : listRowKernels()) {
-                std::vector<float> sums(static_cast<size_t>(width) + 1, -1.0f);
-                kernel.estimateColumns(a.pixels, width, b.pixels, width, rows, sums.data(), sums.size() - 1);
-                EXPECT_EQ(sums.back(), -1.0f) << kernel.name << ", one sum too many, width " << width;
-                for (int32_t x = 0; x < width; ++x) {
-                    double sum = 0.0;
-                    for (int32_t y = 0; y < rows; ++y)
-                        sum += static_cast<double>(plain::computePairCost(rowOf(a, y)[x], rowOf(b, y)[x]));
-                    EXPECT_NEAR(static_cast<double>(sums[static_cast<size_t>(x)]), sum, sum * estimateError)
-                        << kernel.name << ", fill " << static_cast<int>(fill) << ", column " << x << " of " << width;
+    constexpr int32_t lanes = MovingPixels::count, rows = 17, shifts = 19, height = rows + shifts - 1;
+    const auto clip = [](Pixel p) -> Pixel {
+        return {p.blue, std::clamp<uint8_t>(p.green, 96, 159), std::clamp<uint8_t>(p.red, 96, 159), 255};
+    };
+    for (int round = 0; round < 2 * fillCount; ++round) {
+        const Image a = makeScene(random, static_cast<Fill>(round / 2), Mask::scattered, false, lanes, rows);
+        const Image b = makeScene(random, static_cast<Fill>(round / 2), Mask::patch, true, lanes, height);
+        if (round % 2 == 1)
+            for (size_t i = 0; i < countPixels(b); ++i) b.pixels[i].green = b.pixels[i].red = uint8_t(127 + i % 3);
+        for (const ColumnKernel& kernel : listColumnKernels()) {
+            std::vector<uint32_t> factors(countPixels(a));
+            std::vector<int32_t> norms(countPixels(a)), table;
+            std::vector<MovingPixels> moving(height);
+            kernel.prepareStill(a.pixels, countPixels(a), factors.data(), norms.data());
+            for (int32_t y = 0; y < height; ++y) kernel.prepareMoving(rowOf(b, y), lanes, &moving[size_t(y)], 1);
+            for (int32_t y = 0; y < rows; ++y)
+                for (int32_t s = 0; s < shifts; ++s) table.push_back(y + s);
+            std::vector<float> sums(shifts * lanes), totals(shifts, 1.0f);
+            kernel.sumColumns({factors.data(), norms.data(), lanes, rows, moving.data(), table.data(), shifts},
+                              sums.data(), lanes);
+            kernel.addRuns(sums.data(), lanes, lanes - 3, totals.data(), shifts);
+            for (int32_t s = 0; s < shifts; ++s) {
+                double squares = 0.0, cost = 0.0;
+                for (int32_t i = 0; i < rows * (lanes - 3); ++i) {
+                    const Pixel p = rowOf(a, i / (lanes - 3))[i % (lanes - 3)];
+                    const Pixel q = rowOf(b, i / (lanes - 3) + s)[i % (lanes - 3)], u = clip(p), v = clip(q);
+                    const int blue = u.blue - v.blue, green = u.green - v.green, red = u.red - v.red;
+                    const bool bothHaveData = p.weight != 0 && q.weight != 0;
+                    const int d = bothHaveData ? blue * blue + 4 * (green * green + red * red) : 0;
+                    squares += std::pow(d + 127, 2);
+                    cost += bothHaveData ? static_cast<double>(plain::computePairCost(p, q)) : 0.0;
                 }
+                const auto total = static_cast<double>(totals[size_t(s)]);
+                EXPECT_NEAR(total, squares + 1, squares * 0x1p-16) << kernel.name << ", round " << round;
+                EXPECT_LE(total, findLargestSquares(cost, rows * (lanes - 3))) << kernel.name << ", round " << round;
             }
         }
+    }
 }
 
 TEST(SamplingKernels, GiveThePlainBytes) {

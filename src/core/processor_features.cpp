@@ -11,6 +11,10 @@ bool hasAvx512() {
            __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512vl") != 0;
 }
 
+bool hasAvx512Vnni() {
+    return hasAvx512() && __builtin_cpu_supports("avx512vnni") != 0;
+}
+
 #else
 
 bool hasAvx2() {
@@ -18,6 +22,10 @@ bool hasAvx2() {
 }
 
 bool hasAvx512() {
+    return false;
+}
+
+bool hasAvx512Vnni() {
     return false;
 }
 

@@ -8,3 +8,6 @@
 
 /// AVX-512 with its F, BW, DQ and VL parts.
 [[nodiscard]] bool hasAvx512();
+
+/// The same with VNNI.
+[[nodiscard]] bool hasAvx512Vnni();

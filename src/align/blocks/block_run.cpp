@@ -30,6 +30,10 @@ BlockMatch matchEmptyBlock(const BlockSearch& search) {
     return {scoreWithoutPairs, static_cast<float>(search.shiftMinX), static_cast<float>(search.shiftMinY)};
 }
 
+bool isWholeStep(float step) {
+    return step >= 0x1p31f || static_cast<float>(static_cast<int32_t>(step)) == step;
+}
+
 int64_t advanceWhole(int64_t shift, float step, int64_t last) {
     const float next = static_cast<float>(shift) + step;
     if (next >= 0x1p31f || static_cast<int64_t>(next) == shift) return last + 1;

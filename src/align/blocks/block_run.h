@@ -6,9 +6,7 @@
 #include "align/global/difference.h"
 #include "imageio/image.h"
 
-// What both ways of matching a block share. The pixels of a block and those that face it are laid out in runs without
-// gaps, whatever their rows in the pictures: a block's rows are too short to fill wide vectors one by one. A shift is
-// scored exactly only when an estimate cannot rule it out.
+// What all ways of matching a block share. A shift is scored exactly only when an estimate cannot rule it out.
 
 /// A block of the current image and what it faces when nothing is shifted.
 struct Block {
@@ -25,6 +23,9 @@ struct Block {
 /// The match of a block without pixels: every shift scores the same, so it is the first one.
 [[nodiscard]] BlockMatch matchEmptyBlock(const BlockSearch& search);
 
+/// Whether blocks are matched at whole steps: the step is its own integer part.
+[[nodiscard]] bool isWholeStep(float step);
+
 /// The next value of a running whole shift, cut to a whole number of single precision; beyond last when the step does
 /// not change it or leads out of 32 bits.
 [[nodiscard]] int64_t advanceWhole(int64_t shift, float step, int64_t last);
@@ -35,7 +36,7 @@ struct Block {
 /// Copies the picture from (x, y) on, width x height pixels, as one run; beside the picture there is no data.
 void cutRun(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height, Pixel* run);
 
-/// The sum of estimates beyond which a shift of the block scores above the lower one of two scores.
+/// The sum of estimates (of staysWithin) beyond which a shift of the block scores above the lower one of two scores.
 [[nodiscard]] double findLargestSum(const Block& block, float best, float ceiling);
 
 /// Adds the estimated costs of a run of pairs to sum and returns whether it stays within largestSum.

@@ -1,6 +1,5 @@
 #include "align/global/pair_cost.h"
 
-#include <algorithm>
 #include <array>
 
 #include "align/global/pair_cost_x86.h"
@@ -30,19 +29,11 @@ double estimateRowPlain(const Pixel* a, const Pixel* b, size_t count) {
     return sumRowPlain(a, b, count).sum;
 }
 
-void estimateColumnsPlain(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows, float* sums,
-                          size_t width) {
-    std::fill_n(sums, width, 0.0f);
-    for (; rows > 0; --rows, a += strideA, b += strideB) {
-        for (size_t i = 0; i < width; ++i) sums[i] += computePairCost(a[i], b[i]);
-    }
-}
-
 constexpr std::array rowKernels = {
-    RowKernel{"plain", sumRowPlain, estimateRowPlain, estimateColumnsPlain},
+    RowKernel{"plain", sumRowPlain, estimateRowPlain},
 #if defined(__x86_64__)
-    RowKernel{"avx2", sumRowAvx2, estimateRowAvx2, estimateColumnsAvx2},
-    RowKernel{"avx512", sumRowAvx512, estimateRowAvx512, estimateColumnsAvx512},
+    RowKernel{"avx2", sumRowAvx2, estimateRowAvx2},
+    RowKernel{"avx512", sumRowAvx512, estimateRowAvx512},
 #endif
 };
 

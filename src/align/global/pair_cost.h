@@ -29,18 +29,10 @@ using SumRow = RowCost (*)(const Pixel* a, const Pixel* b, size_t count);
 using EstimateRow = double (*)(const Pixel* a, const Pixel* b, size_t count);
 constexpr double estimateError = 0x1p-16;
 
-/// About the sums of the costs down each of width columns of pairs that all hold data, rows apart by their strides:
-/// sums[i] over the pairs (a[y * strideA + i], b[y * strideB + i]), with a relative error below estimateError up to
-/// longestColumn rows.
-using EstimateColumns = void (*)(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows,
-                                 float* sums, size_t width);
-constexpr int64_t longestColumn = 96;
-
 struct RowKernel {
     const char* name;
     SumRow sumRow;
     EstimateRow estimateRow;
-    EstimateColumns estimateColumns;
 };
 
 /// The versions that this processor can run, the plain one first, the fastest last.

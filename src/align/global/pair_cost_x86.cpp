@@ -9,8 +9,6 @@
 #endif
 #include <immintrin.h>
 
-#include <algorithm>
-
 // A pixel is one 32-bit lane: blue in the low byte, then green, red, weight. The absolute differences of its bytes go
 // to 16-bit halves of such lanes, blue into one vector, green and red into another; multiplying halves with themselves
 // and adding the two halves of each lane up gives blue squared and, with one factor of 4, what green and red add to d.
@@ -122,21 +120,6 @@ constexpr size_t vectorsPerFold = 64;
     return total;
 }
 
-[[TARGET_AVX2]] void estimateColumnsAvx2(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows,
-                                         float* sums, size_t width) {
-    for (size_t i = 0; i < width; i += 8) {
-        __m256 sum = _mm256_setzero_ps();
-        for (int64_t y = 0; y < rows; ++y) {
-            const __m256 d = computeDifferences8(loadPixels8(a + y * strideA + i, width - i),
-                                                 loadPixels8(b + y * strideB + i, width - i));
-            sum = _mm256_add_ps(sum, estimateCosts8(d));
-        }
-        alignas(32) float lanes[8];
-        _mm256_store_ps(lanes, sum);
-        std::copy_n(lanes, std::min<size_t>(8, width - i), sums + i);
-    }
-}
-
 [[TARGET_AVX512]] RowCost sumRowAvx512(const Pixel* a, const Pixel* b, size_t count) {
     __m512d sumLow = _mm512_setzero_pd(), sumHigh = _mm512_setzero_pd();
     int64_t unmaskedPairs = 0;
@@ -166,20 +149,6 @@ constexpr size_t vectorsPerFold = 64;
         total += static_cast<double>(_mm512_reduce_add_ps(sum));
     }
     return total;
-}
-
-[[TARGET_AVX512]] void estimateColumnsAvx512(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB,
-                                             int64_t rows, float* sums, size_t width) {
-    for (size_t i = 0; i < width; i += 16) {
-        __m512 sum = _mm512_setzero_ps();
-        for (int64_t y = 0; y < rows; ++y) {
-            const __m512 d = computeDifferences16(loadPixels16(a + y * strideA + i, width - i),
-                                                  loadPixels16(b + y * strideB + i, width - i));
-            sum = _mm512_add_ps(sum, estimateCosts16(d));
-        }
-        const __mmask16 present = width - i >= 16 ? 0xFFFF : static_cast<__mmask16>((1u << (width - i)) - 1);
-        _mm512_mask_storeu_ps(sums + i, present, sum);
-    }
 }
 
 #endif

@@ -11,13 +11,9 @@
 /// Eight pairs a step. Needs AVX2 with FMA.
 [[nodiscard]] RowCost sumRowAvx2(const Pixel* a, const Pixel* b, size_t count);
 [[nodiscard]] double estimateRowAvx2(const Pixel* a, const Pixel* b, size_t count);
-void estimateColumnsAvx2(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows, float* sums,
-                         size_t width);
 
 /// Sixteen pairs a step. Needs AVX-512 F, BW, DQ and VL.
 [[nodiscard]] RowCost sumRowAvx512(const Pixel* a, const Pixel* b, size_t count);
 [[nodiscard]] double estimateRowAvx512(const Pixel* a, const Pixel* b, size_t count);
-void estimateColumnsAvx512(const Pixel* a, int64_t strideA, const Pixel* b, int64_t strideB, int64_t rows, float* sums,
-                           size_t width);
 
 #endif
