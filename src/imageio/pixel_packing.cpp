@@ -1,11 +1,17 @@
 #include "imageio/pixel_packing.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
 #include "core/processor_features.h"
 
 #if defined(__x86_64__)
+#if !defined(__clang__)
+// g++ 12 takes the deliberately unset operands inside its own header for mistakes.
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 #endif
 
@@ -21,22 +27,44 @@ void packPixelsPlain(const Pixel* row, uint8_t* bytes, size_t count) {
 
 #if defined(__x86_64__)
 
-// Eight pixels a step: four in each half of a vector, moved between three and four bytes by a shuffle. A step reads or
-// writes up to eight bytes beyond its 24, which the last pixels of a row, left to the plain version, make room for.
-constexpr size_t pixelsPerStep = 8, bytesPerHalf = 12;
-constexpr size_t reserve = 4;  // pixels
+// Rows of a picture as wide as a vector at a time: groups of four pixels, moved between three and four bytes by a
+// shuffle. A step reads or writes beyond its bytes, which the last pixels of a row, left to the plain version, make
+// room for. Expanded pixels go past the caches, in whole lines: a picture is larger than they are, and a line that is
+// written whole need not be read first.
+constexpr size_t bytesPerLine = 64, bytesPerHalf = 12;
+constexpr size_t reserve = 6;  // pixels
+
+size_t countToLineStart(const Pixel* row) {
+    return (bytesPerLine - reinterpret_cast<uintptr_t>(row) % bytesPerLine) % bytesPerLine / sizeof(Pixel);
+}
 
 [[gnu::target("avx2")]] void expandPixelsAvx2(const uint8_t* bytes, Pixel* row, size_t count) {
     const __m256i order = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1,  //
                                            0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
     const __m256i fullWeight = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
-    size_t i = 0;
-    for (; i + pixelsPerStep + reserve <= count; i += pixelsPerStep) {
+    size_t i = std::min(countToLineStart(row), count);
+    expandPixelsPlain(bytes, row, i);
+    for (; i + 8 + reserve <= count; i += 8) {
         const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 3 * i));
         const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 3 * i + bytesPerHalf));
         const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
         const __m256i pixels = _mm256_or_si256(_mm256_shuffle_epi8(both, order), fullWeight);
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + i), pixels);
+        _mm256_stream_si256(reinterpret_cast<__m256i*>(row + i), pixels);
+    }
+    expandPixelsPlain(bytes + 3 * i, row + i, count - i);
+}
+
+[[gnu::target("avx512f,avx512bw")]] void expandPixelsAvx512(const uint8_t* bytes, Pixel* row, size_t count) {
+    const __m512i groups = _mm512_setr_epi32(0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0);
+    const __m512i order =
+        _mm512_set4_epi32(-1 << 24 | 0x0B0A09, -1 << 24 | 0x080706, -1 << 24 | 0x050403, -1 << 24 | 0x020100);
+    const __m512i fullWeight = _mm512_set1_epi32(static_cast<int>(0xFF000000u));
+    size_t i = std::min(countToLineStart(row), count);
+    expandPixelsPlain(bytes, row, i);
+    for (; i + 16 + reserve <= count; i += 16) {
+        const __m512i words = _mm512_permutexvar_epi32(groups, _mm512_loadu_si512(bytes + 3 * i));
+        const __m512i pixels = _mm512_or_si512(_mm512_shuffle_epi8(words, order), fullWeight);
+        _mm512_stream_si512(reinterpret_cast<__m512i*>(row + i), pixels);
     }
     expandPixelsPlain(bytes + 3 * i, row + i, count - i);
 }
@@ -45,7 +73,7 @@ constexpr size_t reserve = 4;  // pixels
     const __m256i order = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,  //
                                            0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
     size_t i = 0;
-    for (; i + pixelsPerStep + reserve <= count; i += pixelsPerStep) {
+    for (; i + 8 + reserve <= count; i += 8) {
         const __m256i pixels = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + i));
         const __m256i packed = _mm256_shuffle_epi8(pixels, order);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + 3 * i), _mm256_castsi256_si128(packed));
@@ -60,13 +88,14 @@ constexpr std::array kernels = {
     PackingKernel{"plain", expandPixelsPlain, packPixelsPlain},
 #if defined(__x86_64__)
     PackingKernel{"avx2", expandPixelsAvx2, packPixelsAvx2},
+    PackingKernel{"avx512", expandPixelsAvx512, packPixelsAvx2},
 #endif
 };
 
 }  // namespace
 
 std::span<const PackingKernel> listPackingKernels() {
-    return std::span(kernels).first(hasAvx2() ? 2 : 1);
+    return std::span(kernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
 }
 
 const PackingKernel& fastestPacking() {
