@@ -30,6 +30,7 @@ void sampleTurnedRowPlain(const Image& source, const TurnedRow& positions, Pixel
 constexpr std::array kernels = {
     SamplingKernel{"plain", samplePositionsPlain, sampleFractionsPlain, sampleTurnedRowPlain},
 #if defined(__x86_64__)
+    SamplingKernel{"avx2", samplePositionsAvx2, sampleFractionsAvx2, sampleTurnedRowAvx2},
     SamplingKernel{"avx512", samplePositionsAvx512, sampleFractionsAvx512, sampleTurnedRowAvx512},
 #endif
 };
@@ -37,7 +38,7 @@ constexpr std::array kernels = {
 }  // namespace
 
 std::span<const SamplingKernel> listSamplingKernels() {
-    return std::span(kernels).first(hasAvx512() ? 2 : 1);
+    return std::span(kernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
 }
 
 const SamplingKernel& fastestSampling() {

@@ -46,14 +46,6 @@ struct Patch {
             .lower = _mm512_test_epi32_mask(row, row)};
 }
 
-// Fetches what the same columns of a later row will need: rows are too far apart for the processor to see it coming.
-[[TARGET_AVX512]] inline void fetchAhead(const Image& source, const Patch& patch) {
-    constexpr uintptr_t rowsAhead = 5;
-    const auto address = reinterpret_cast<uintptr_t>(patch.corner) +
-                         rowsAhead * static_cast<uintptr_t>(source.width) * sizeof(Pixel);  // perhaps past the picture
-    _mm_prefetch(reinterpret_cast<const char*>(address), _MM_HINT_T0);
-}
-
 // The pixels of a patch whose upper row begins at upper and whose lower row at lower.
 [[TARGET_AVX512]] inline __m512i gatherPatch(const Patch& patch, const Pixel* upper, const Pixel* lower) {
     const __m512i fromUpper = _mm512_permutexvar_epi32(patch.column, _mm512_loadu_si512(upper));
@@ -84,7 +76,7 @@ struct Neighbours {
 [[TARGET_AVX512]] inline Neighbours gatherNeighbours(const Image& source, __m512i x, __m512i y) {
     const Patch patch = findPatch(source, x, y, lanes + 1);
     if (patch.compact) {
-        fetchAhead(source, patch);
+        fetchAhead(source, patch.corner);
         const Pixel* upper = patch.corner;
         const Pixel* middle = upper + source.width;
         const Pixel* lower = patch.lower != 0 ? middle + source.width : middle;  // past the last row nothing is wanted
@@ -183,7 +175,7 @@ struct Neighbours {
         if (inside == 0xFFFF) {
             const Patch patch = findPatch(source, x, y, lanes);
             if (patch.compact) {
-                fetchAhead(source, patch);
+                fetchAhead(source, patch.corner);
                 const Pixel* lower = patch.lower != 0 ? patch.corner + source.width : patch.corner;
                 _mm512_storeu_si512(row + i, gatherPatch(patch, patch.corner, lower));
                 continue;
