@@ -74,6 +74,7 @@ struct GroupShifts {
 
 std::vector<AxisPieces> cutAll(const GroupPlan& plan, const std::vector<double>& shifts) {
     std::vector<AxisPieces> all;
+    all.reserve(shifts.size());
     for (const double shift : shifts) {
         all.push_back(plan.sampled ? cutIntoPieces(plan.size, shift)
                                    : AxisPieces{{{0, plan.size, static_cast<int64_t>(shift), zeroFraction}, {}}});

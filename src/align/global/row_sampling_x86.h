@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "align/global/row_sampling.h"
@@ -26,10 +27,9 @@ void sampleTurnedRowAvx512(const Image& source, const TurnedRow& positions, Pixe
 /// Asks for the pixels of a later row in the columns from corner on. Rows lie too far apart for the processor to see
 /// coming what the next ones need.
 inline void fetchAhead(const Image& source, const Pixel* corner) {
-    constexpr uintptr_t rowsAhead = 5;
-    const auto width = static_cast<uintptr_t>(source.width);
-    const uintptr_t address = reinterpret_cast<uintptr_t>(corner) + rowsAhead * width * sizeof(Pixel);
-    __builtin_prefetch(reinterpret_cast<const void*>(address));  // perhaps past the picture, which does no harm
+    constexpr int64_t rowsAhead = 5;
+    const int64_t last = static_cast<int64_t>(countPixels(source)) - 1;
+    __builtin_prefetch(source.pixels + std::min(corner - source.pixels + rowsAhead * source.width, last));
 }
 
 #endif
