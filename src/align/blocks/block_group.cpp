@@ -4,7 +4,7 @@
 #include <array>
 #include <span>
 
-#include "align/blocks/block_run.h"
+#include "align/blocks/block.h"
 #include "align/blocks/block_samples.h"
 #include "align/blocks/column_bounds.h"
 
@@ -179,7 +179,7 @@ void pickShifts(GroupWork& work, const GroupPlan& plan, const GroupShifts& shift
     work.block.resize(static_cast<size_t>(pairs));
     work.candidate.resize(static_cast<size_t>(pairs));
     for (int64_t b = 0; b < plan.count; ++b) {
-        cutRun(plan.still, plan.stillX + b * plan.spacing, plan.stillY, plan.size, plan.size, work.block.data());
+        cutBlock(plan.still, plan.stillX + b * plan.spacing, plan.stillY, plan.size, work.block.data());
         const auto squares = std::span(work.squares).subspan(static_cast<size_t>(b) * count, count);
         const auto likely = static_cast<size_t>(std::min_element(squares.begin(), squares.end()) - squares.begin());
         const auto score = [&](size_t shift) {

@@ -1,7 +1,7 @@
 #include "align/blocks/block_row_matching.h"
 
+#include "align/blocks/block.h"
 #include "align/blocks/block_grid.h"
-#include "align/blocks/block_run.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
+#include "align/blocks/block.h"
 #include "align/blocks/block_matching.h"
-#include "align/blocks/block_run.h"
 #include "align/blocks/block_samples.h"
 #include "align/global/row_sampling.h"
 

@@ -1,5 +1,5 @@
+#include "align/blocks/block.h"
 #include "align/blocks/block_matching.h"
-#include "align/blocks/block_run.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current
     const Block block = makeBlock(search, current, reference, x, y);
     if (block.size == 0) return matchEmptyBlock(search);
     Image pixels = makeUnfilledImage(block.size, block.size);
-    cutRun(current, block.cornerX, block.cornerY, block.size, block.size, pixels.pixels);
+    cutBlock(current, block.cornerX, block.cornerY, block.size, pixels.pixels);
     BlockMatch reached = noBlockMatch;
     if (start.score < worstBlockScore) {
         takeShift(block, pixels, reference, reached, worstBlockScore, static_cast<int64_t>(start.x),

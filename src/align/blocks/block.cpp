@@ -1,4 +1,4 @@
-#include "align/blocks/block_run.h"
+#include "align/blocks/block.h"
 
 #include <algorithm>
 
@@ -44,14 +44,14 @@ bool liesInside(const Image& image, int64_t x, int64_t y, int64_t width, int64_t
     return x >= 0 && x + width <= image.width && y >= 0 && y + height <= image.height;
 }
 
-void cutRun(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height, Pixel* run) {
-    for (int64_t v = y; v < y + height; ++v, run += width) {
-        if (liesInside(image, x, v, width, 1)) {
-            std::copy_n(rowOf(image, v) + x, width, run);
+void cutBlock(const Image& image, int64_t x, int64_t y, int64_t size, Pixel* pixels) {
+    for (int64_t v = y; v < y + size; ++v, pixels += size) {
+        if (liesInside(image, x, v, size, 1)) {
+            std::copy_n(rowOf(image, v) + x, size, pixels);
             continue;
         }
-        for (int64_t u = 0; u < width; ++u) {
-            run[u] = liesInside(image, x + u, v, 1, 1) ? rowOf(image, v)[x + u] : Pixel{};
+        for (int64_t u = 0; u < size; ++u) {
+            pixels[u] = liesInside(image, x + u, v, 1, 1) ? rowOf(image, v)[x + u] : Pixel{};
         }
     }
 }

@@ -33,8 +33,9 @@ struct Block {
 /// Whether that rectangle lies in the picture.
 [[nodiscard]] bool liesInside(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height);
 
-/// Copies the picture from (x, y) on, width x height pixels, as one run; beside the picture there is no data.
-void cutRun(const Image& image, int64_t x, int64_t y, int64_t width, int64_t height, Pixel* run);
+/// Copies the square of size pixels a side from (x, y) on, row by row without gaps; beside the picture there is no
+/// data.
+void cutBlock(const Image& image, int64_t x, int64_t y, int64_t size, Pixel* pixels);
 
 /// The sum of estimates (of staysWithin) beyond which a shift of the block scores above the lower one of two scores.
 [[nodiscard]] double findLargestSum(const Block& block, float best, float ceiling);
