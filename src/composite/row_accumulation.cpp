@@ -4,10 +4,7 @@
 #include <cstdint>
 
 #include "core/processor_features.h"
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
+#include "core/vector_instructions.h"
 
 namespace {
 
@@ -24,7 +21,7 @@ void accumulateRowPlain(CompositeSum* sums, const Pixel* row, size_t count) {
 #if defined(__x86_64__)
 
 // Two pixels a step, one 32-bit lane a byte.
-[[gnu::target("avx2")]] void accumulateRowAvx2(CompositeSum* sums, const Pixel* row, size_t count) {
+[[TARGET_AVX2]] void accumulateRowAvx2(CompositeSum* sums, const Pixel* row, size_t count) {
     const __m256i one = _mm256_set1_epi32(1), full = _mm256_set1_epi32(255);
     size_t i = 0;
     for (; i + 2 <= count; i += 2) {

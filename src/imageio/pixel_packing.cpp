@@ -5,15 +5,7 @@
 #include <cstring>
 
 #include "core/processor_features.h"
-
-#if defined(__x86_64__)
-#if !defined(__clang__)
-// g++ 12 takes the deliberately unset operands inside its own header for mistakes.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <immintrin.h>
-#endif
+#include "core/vector_instructions.h"
 
 namespace {
 
@@ -38,7 +30,7 @@ size_t countToLineStart(const Pixel* row) {
     return (bytesPerLine - reinterpret_cast<uintptr_t>(row) % bytesPerLine) % bytesPerLine / sizeof(Pixel);
 }
 
-[[gnu::target("avx2")]] void expandPixelsAvx2(const uint8_t* bytes, Pixel* row, size_t count) {
+[[TARGET_AVX2]] void expandPixelsAvx2(const uint8_t* bytes, Pixel* row, size_t count) {
     const __m256i order = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1,  //
                                            0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
     const __m256i fullWeight = _mm256_set1_epi32(static_cast<int>(0xFF000000u));
@@ -54,7 +46,7 @@ size_t countToLineStart(const Pixel* row) {
     expandPixelsPlain(bytes + 3 * i, row + i, count - i);
 }
 
-[[gnu::target("avx512f,avx512bw")]] void expandPixelsAvx512(const uint8_t* bytes, Pixel* row, size_t count) {
+[[TARGET_AVX512]] void expandPixelsAvx512(const uint8_t* bytes, Pixel* row, size_t count) {
     const __m512i groups = _mm512_setr_epi32(0, 1, 2, 0, 3, 4, 5, 0, 6, 7, 8, 0, 9, 10, 11, 0);
     const __m512i order =
         _mm512_set4_epi32(-1 << 24 | 0x0B0A09, -1 << 24 | 0x080706, -1 << 24 | 0x050403, -1 << 24 | 0x020100);
@@ -69,7 +61,7 @@ size_t countToLineStart(const Pixel* row) {
     expandPixelsPlain(bytes + 3 * i, row + i, count - i);
 }
 
-[[gnu::target("avx2")]] void packPixelsAvx2(const Pixel* row, uint8_t* bytes, size_t count) {
+[[TARGET_AVX2]] void packPixelsAvx2(const Pixel* row, uint8_t* bytes, size_t count) {
     const __m256i order = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,  //
                                            0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
     size_t i = 0;

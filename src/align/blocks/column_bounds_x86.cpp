@@ -2,22 +2,14 @@
 
 #if defined(__x86_64__)
 
-#if !defined(__clang__)
-// g++ 12 takes the deliberately unset operands inside its own header for mistakes.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <immintrin.h>
-
-#define TARGET_AVX2 gnu::target("avx2,fma")
-#define TARGET_AVX512 gnu::target("avx512f,avx512bw,avx512dq,avx512vl,avx512vnni")
+#include "core/vector_instructions.h"
 
 namespace {
 
 // Shifts that share the loads of a still row; their sums stay in registers, so their number is known when compiling.
 
-[[TARGET_AVX512, gnu::always_inline]] inline void sumTile16(const FacingColumns& columns, size_t firstShift,
-                                                            const size_t shifts, float* sums, size_t sumStride) {
+[[TARGET_AVX512_VNNI, gnu::always_inline]] inline void sumTile16(const FacingColumns& columns, size_t firstShift,
+                                                                 const size_t shifts, float* sums, size_t sumStride) {
     __m512 sum[9];
 #pragma GCC unroll 9
     for (size_t s = 0; s < shifts; ++s) sum[s] = _mm512_setzero_ps();
@@ -145,7 +137,7 @@ struct ClippedPixels {
     }
 }
 
-[[TARGET_AVX512]] void sumColumnsAvx512(const FacingColumns& columns, float* sums, size_t sumStride) {
+[[TARGET_AVX512_VNNI]] void sumColumnsAvx512(const FacingColumns& columns, float* sums, size_t sumStride) {
     size_t s = 0;
     for (; s + 9 <= columns.shifts; s += 9) sumTile16(columns, s, 9, sums, sumStride);
     for (; s + 5 <= columns.shifts; s += 5) sumTile16(columns, s, 5, sums, sumStride);

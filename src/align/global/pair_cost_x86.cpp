@@ -2,19 +2,11 @@
 
 #if defined(__x86_64__)
 
-#if !defined(__clang__)
-// g++ 12 takes the deliberately unset operands inside its own header for mistakes.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <immintrin.h>
+#include "core/vector_instructions.h"
 
 // A pixel is one 32-bit lane: blue in the low byte, then green, red, weight. The absolute differences of its bytes go
 // to 16-bit halves of such lanes, blue into one vector, green and red into another; multiplying halves with themselves
 // and adding the two halves of each lane up gives blue squared and, with one factor of 4, what green and red add to d.
-
-#define TARGET_AVX2 gnu::target("avx2,fma")
-#define TARGET_AVX512 gnu::target("avx512f,avx512bw,avx512dq,avx512vl")
 
 namespace {
 

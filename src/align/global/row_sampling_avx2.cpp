@@ -2,14 +2,11 @@
 
 #if defined(__x86_64__)
 
-#include <immintrin.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "align/global/sampling.h"
-
-#define TARGET_AVX2 gnu::target("avx2")
+#include "core/vector_instructions.h"
 
 namespace {
 

@@ -2,18 +2,10 @@
 
 #if defined(__x86_64__)
 
-#if !defined(__clang__)
-// g++ 12 takes the deliberately unset operands inside its own header for mistakes.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <immintrin.h>
-
 #include <algorithm>
 
 #include "align/global/sampling.h"
-
-#define TARGET_AVX512 gnu::target("avx512f,avx512bw,avx512dq,avx512vl")
+#include "core/vector_instructions.h"
 
 namespace {
 
