@@ -17,36 +17,21 @@ constexpr int64_t mostBlocks = 16;        // in the strips: what all shifts look
 
 GroupPlan planGroup(const BlockSearch& search, const Image& current, const Image& reference, const BlockGroup& group) {
     const Block block = makeBlock(search, current, reference, group.firstX, group.y);
-    if (isWholeStep(search.shiftStep)) {
-        return {.still = current,
-                .moving = reference,
-                .stillX = block.cornerX,
-                .stillY = block.cornerY,
-                .movingX = block.facingX,
-                .movingY = block.facingY,
-                .size = block.size,
-                .spacing = group.spacing,
-                .count = group.count,
-                .leftmost = search.shiftMinX,
-                .rightmost = block.size - 1 + search.shiftMaxX,
-                .topmost = search.shiftMinY,
-                .bottommost = block.size - 1 + search.shiftMaxY,
-                .sampled = false};
-    }
-    return {.still = reference,
-            .moving = current,
-            .stillX = block.facingX,
-            .stillY = block.facingY,
-            .movingX = block.cornerX,
-            .movingY = block.cornerY,
+    const bool sampled = !isWholeStep(search.shiftStep);
+    return {.still = sampled ? reference : current,
+            .moving = sampled ? current : reference,
+            .stillX = sampled ? block.facingX : block.cornerX,
+            .stillY = sampled ? block.facingY : block.cornerY,
+            .movingX = sampled ? block.cornerX : block.facingX,
+            .movingY = sampled ? block.cornerY : block.facingY,
             .size = block.size,
             .spacing = group.spacing,
             .count = group.count,
-            .leftmost = std::min<int64_t>(-int64_t{search.shiftMaxX}, 0),
-            .rightmost = block.size - 1 - search.shiftMinX,
-            .topmost = std::min<int64_t>(-int64_t{search.shiftMaxY}, 0),
-            .bottommost = block.size - 1 - search.shiftMinY,
-            .sampled = true};
+            .leftmost = sampled ? std::min<int64_t>(-int64_t{search.shiftMaxX}, 0) : search.shiftMinX,
+            .rightmost = block.size - 1 + (sampled ? -int64_t{search.shiftMinX} : search.shiftMaxX),
+            .topmost = sampled ? std::min<int64_t>(-int64_t{search.shiftMaxY}, 0) : search.shiftMinY,
+            .bottommost = block.size - 1 + (sampled ? -int64_t{search.shiftMinY} : search.shiftMaxY),
+            .sampled = sampled};
 }
 
 // All shifts of one axis in the order of the search.
