@@ -19,9 +19,9 @@ void packPixelsPlain(const Pixel* row, uint8_t* bytes, size_t count) {
 
 #if defined(__x86_64__)
 
-// Eight or sixteen pixels a step: groups of four, moved between three and four bytes by a shuffle. A step reads or writes
-// beyond its bytes, which the last pixels of a row, left to the plain version, make room for. Expanded pixels go past
-// the caches, in whole lines: a picture is larger than they are, and a line written whole need not be read first.
+// Eight or sixteen pixels a step: groups of four, moved between three and four bytes by a shuffle. A step reads or
+// writes beyond its bytes, which the last pixels of a row, left to the plain version, make room for. Expanded pixels go
+// past the caches, in whole lines: a picture is larger than they are, and a line written whole need not be read first.
 constexpr size_t bytesPerLine = 64, bytesPerHalf = 12;
 constexpr size_t reserve = 6;  // pixels
 
