@@ -6,10 +6,13 @@ import re
 import struct
 import subprocess
 import tempfile
-from dataclasses import dataclass, field
+import threading
+from contextlib import contextmanager
+from dataclasses import dataclass
 
 program = os.environ.get("QUILLORNE", "")
 sanitized = os.environ.get("QUILLORNE_SANITIZED", "") != ""  # then address space and peak memory say nothing
+waiting_line = b"Appuyez sur entree pour quitter\n"
 fatal_lines = b"Erreur fatale, appuyez sur entree.\nFatal error. Press return.\n"
 
 
@@ -49,7 +52,7 @@ def shift_rows(rows, dx, dy, beside):
 class Outcome:
     status: int
     console: bytes
-    files: dict = field(default_factory=dict)  # those that the run left behind, by name
+    files: dict  # those that the run left behind, by name
 
 
 def write_files(directory, files):
@@ -62,7 +65,7 @@ def read_files(directory):
     return {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir() if path.is_file()}
 
 
-def run(script, files, arguments=("script",), prepare=None, command=(program,), **options):
+def run(script, files, arguments=("script",), prepare=None, **options):
     """Runs the program in a folder of its own. prepare is called there before; options are those of subprocess.run."""
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o777)
@@ -71,9 +74,22 @@ def run(script, files, arguments=("script",), prepare=None, command=(program,), 
         if prepare is not None:
             prepare(directory)
         streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
-        process = subprocess.run([*command, *arguments], cwd=directory, timeout=120, **streams)
+        process = subprocess.run([program, *arguments], cwd=directory, timeout=120, **streams)
         left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
         return Outcome(process.returncode, without_times(process.stdout or b""), left)
+
+
+@contextmanager
+def waiting_run(script, files, last_line):
+    """A run of the standard script, which waits for a key, behind that line of its console; killed when it never comes."""
+    with tempfile.TemporaryDirectory() as directory:
+        write_files(directory, {"ScriptQuillorne2.txt": script, **files})
+        with subprocess.Popen([program], cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+            timer = threading.Timer(60, process.kill)
+            timer.start()
+            next((line for line in process.stdout if line == last_line), None)
+            timer.cancel()
+            yield process
 
 
 def without_times(console):
