@@ -1,9 +1,5 @@
 #include "align/blocks/block_grid.h"
 
-#include <vector>
-
-#include "align/blocks/deformation.h"
-#include "plain/plain.h"
 #include "scenes.h"
 
 namespace {
@@ -41,31 +37,6 @@ TEST(InterpolateDisplacement, RunsLinearlyBetweenAnchors) {
     for (auto [px, py, step, expected] : cases)
         EXPECT_NEAR(interpolateDisplacement(grid, px, py, step, step).x, expected, 1e-3)
             << "at (" << px << ", " << py << "), step " << step;
-}
-
-TEST(DeformImage, EqualsThePlainOne) {
-    Random random(11);
-    for (int round = 0; round < 2000; ++round) {
-        const Image source = makeAnyScene(random, round, false, 70);
-        const int32_t columns = pick(random, 1, 5), rows = pick(random, 1, 5);
-        const int32_t stepX = pick(random, 1, 20), stepY = pick(random, 1, 20);
-        std::vector<float> displacements[2];
-        const float largest = std::array{0.0f, 0.4f, 2.0f, 9.0f, 4e9f}[static_cast<size_t>(round % 5)];
-        for (std::vector<float>& axis : displacements)
-            for (int i = 0; i < columns * rows; ++i)
-                axis.push_back(largest * static_cast<float>(pick(random, -10, 10)) / 10);
-        const BlockGrid grid = {displacements[0].data(), displacements[1].data(), nullptr, columns, rows};
-        const auto trial = testing::Message() << "round " << round << ", " << describe(source) << ", " << columns
-                                              << " x " << rows << " blocks, steps " << stepX << " and " << stepY;
-        EXPECT_TRUE(sameImage(keep(deformImage(source, grid, stepX, stepY)),
-                              keep(plain::deformImage(source, grid, stepX, stepY))))
-            << trial;
-        const int32_t x = pick(random, 0, 90), y = pick(random, 0, 90);
-        const Displacement got = interpolateDisplacement(grid, x, y, stepX, stepY);
-        const Displacement expected = plain::interpolateDisplacement(grid, x, y, stepX, stepY);
-        EXPECT_EQ(got.x, expected.x) << trial << " at (" << x << ", " << y << ")";
-        EXPECT_EQ(got.y, expected.y) << trial << " at (" << x << ", " << y << ")";
-    }
 }
 
 }  // namespace

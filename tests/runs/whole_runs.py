@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import random
 import re
 import struct
 import subprocess
@@ -18,8 +19,8 @@ fatal_lines = b"Erreur fatale, appuyez sur entree.\nFatal error. Press return.\n
 
 def make_header(width, height, bits=24, compression=0, offset=54):
     size = 54 + (3 * width + 3) // 4 * 4 * abs(height)
-    return b"BM" + struct.pack("<IIIIiiHHIIiiII", size & 0xFFFFFFFF, 0, offset, 40, width, height, 1, bits, compression, 0,
-                               2840, 2840, 0, 0)
+    return b"BM" + struct.pack("<IIIIiiHHIIiiII", size & 0xFFFFFFFF, 0, offset, 40, width, height, 1, bits, compression,
+                               0, 2840, 2840, 0, 0)
 
 
 def make_bmp(rows):
@@ -31,14 +32,8 @@ def make_bmp(rows):
 
 def make_texture(width, height):
     """Rows in which no place looks like another."""
-    state, rows = 12345, []
-    for _ in range(height):
-        row = []
-        for _ in range(width):
-            state = (state * 1103515245 + 12345) % 2**31
-            row.append((state >> 8 & 255, state >> 14 & 255, state >> 20 & 255))
-        rows.append(row)
-    return rows
+    source = random.Random(12345)
+    return [[tuple(source.randbytes(3)) for _ in range(width)] for _ in range(height)]
 
 
 def shift_rows(rows, dx, dy, beside):
@@ -81,7 +76,7 @@ def run(script, files, arguments=("script",), prepare=None, **options):
 
 @contextmanager
 def waiting_run(script, files, last_line):
-    """A run of the standard script, which waits for a key, behind that line of its console; killed when it never comes."""
+    """A run of the standard script, which waits for a key, behind that line of its console; killed if none comes."""
     with tempfile.TemporaryDirectory() as directory:
         write_files(directory, {"ScriptQuillorne2.txt": script, **files})
         with subprocess.Popen([program], cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
