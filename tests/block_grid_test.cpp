@@ -4,24 +4,6 @@
 
 namespace {
 
-TEST(LayOutBlocks, KeepsSearchAreasInside) {
-    constexpr int32_t limit = INT32_MAX;
-    const struct {
-        int32_t width, height, grid, searchWidth, shift;
-        std::array<int64_t, 4> expected;  // first x and y, columns, rows
-    } cases[] = {{100, 80, 10, 8, 2, {11, 11, 8, 6}},
-                 {24, 23, 1, 8, 2, {11, 11, 2, 1}},
-                 {0, 0, 10, 8, 2, {11, 11, 0, 0}},
-                 {100, 80, limit, 8, 2, {11, 11, 1, 1}},
-                 {9, 9, 1, limit, limit, {4294967295, 4294967295, 0, 0}}};
-    for (const auto& [width, height, grid, searchWidth, shift, expected] : cases) {
-        const BlockSearch search = {searchWidth, -shift, shift, -shift, shift, 1.0f};
-        const BlockLayout layout = layOutBlocks(search, grid, {nullptr, width, height, 0, 0});
-        EXPECT_EQ((std::array{layout.firstX, layout.firstY, layout.columns, layout.rows}), expected)
-            << width << " x " << height << ", grid " << grid << ", half-size " << searchWidth;
-    }
-}
-
 // Columns 0, 1, 2 hold 0, 100, 300 in x; row 1 adds 1000.
 TEST(InterpolateDisplacement, RunsLinearlyBetweenAnchors) {
     std::array<float, 6> x = {0, 100, 300, 1000, 1100, 1300}, y = {};

@@ -88,8 +88,8 @@ class EndToEnd(unittest.TestCase):
         self.assertEqual(outcome.files["a.bmp"], make_bmp(rows))
         means = [[tuple(2 * byte // 3 for byte in pixel) for pixel in row] for row in rows]
         self.assertEqual(outcome.files["sum.bmp"], make_bmp(means))
-        cards = [("SIMPLE", "T"), ("BITPIX", "16"), ("NAXIS", "2"), ("NAXIS1", "2"), ("NAXIS2", "2"), ("MIPS-HI", "768"),
-                 ("MIPS-LO", "0")]
+        cards = [("SIMPLE", "T"), ("BITPIX", "16"), ("NAXIS", "2"), ("NAXIS1", "2"), ("NAXIS2", "2"),
+                 ("MIPS-HI", "768"), ("MIPS-LO", "0")]
         header = ("".join(f"{keyword:8}={value:>21}{'':50}" for keyword, value in cards) + "END").ljust(2880)
         samples = {"sumB.fit": (0, 66, 6, 180), "sumV.fit": (12, 198, 120, 60), "sumR.fit": (400, 300, 240, 510)}
         for name, values in samples.items():
@@ -108,6 +108,12 @@ class EndToEnd(unittest.TestCase):
         self.assertIsNotNone(found, outcome.console)
         self.assertLess(abs(float(found[2])), 0.1)
         self.assertEqual(outcome.files["shift.lst"], b"0 0 \n")
+
+    def test_huge_blocks(self):
+        for sizes, blocks in ((b"2147483647 8 2", 1), (b"1 2147483647 2147483647", 0)):
+            outcome = run(b"Reference ref.bmp\nBloc " + sizes + b" 1\nSource moved.bmp a.bmp\n", usual_files)
+            self.assertIn(b" (%i blocs en largeur %i blocs en hauteur)\n" % (blocks, blocks), outcome.console)
+            self.assertEqual(outcome.status, 0)
 
     def test_waits_for_a_key_behind_its_messages(self):
         for script, last_line, status in ((b"Reference ref.bmp\n", waiting_line, 0),

@@ -9,7 +9,7 @@ import subprocess
 import tempfile
 import threading
 from contextlib import contextmanager
-from dataclasses import dataclass
+from typing import NamedTuple
 
 program = os.environ.get("QUILLORNE", "")
 sanitized = os.environ.get("QUILLORNE_SANITIZED", "") != ""  # then address space and peak memory say nothing
@@ -43,8 +43,7 @@ def shift_rows(rows, dx, dy, beside):
             for y in range(height)]
 
 
-@dataclass
-class Outcome:
+class Outcome(NamedTuple):
     status: int
     console: bytes
     files: dict  # those that the run left behind, by name
