@@ -249,6 +249,8 @@ class Faults(unittest.TestCase):
                               outcome.console)
                 self.assertEqual((outcome.status, outcome.files["b.bmp"]), (1, restored))
         self.assertTrue(stat.S_ISCHR(os.stat("/dev/full").st_mode))
+        composite = run(b"Reference ref.bmp\nCompositage no/sum\nSource moved.bmp b.bmp\n", usual_files)
+        self.assertEqual((composite.status, composite.files["b.bmp"]), (1, restored))
 
     @unittest.skipIf(sanitized, "a sanitizer brings allocations of its own")
     def test_every_allocation_refused(self):
