@@ -84,7 +84,8 @@ class EndToEnd(unittest.TestCase):
         # Twice the same picture and one that is missing: sums of two, means over three.
         rows = [[(3, 60, 120), (90, 30, 255)], [(0, 6, 200), (33, 99, 150)]]
         outcome = run(b"Reference ref.bmp\nOptiTranslation 1\nCompositage sum.dir/x.bmp\n"
-                      b"Source ref.bmp a.bmp\nSource ref.bmp b.bmp\nSource gone.bmp c.bmp\n", {"ref.bmp": make_bmp(rows)})
+                      b"Source ref.bmp a.bmp\nSource ref.bmp b.bmp\nSource gone.bmp c.bmp\n",
+                      {"ref.bmp": make_bmp(rows)})
         self.assertEqual(outcome.files["a.bmp"], make_bmp(rows))
         means = [[tuple(2 * byte // 3 for byte in pixel) for pixel in row] for row in rows]
         self.assertEqual(outcome.files["sum.bmp"], make_bmp(means))
@@ -109,11 +110,14 @@ class EndToEnd(unittest.TestCase):
         self.assertLess(abs(float(found[2])), 0.1)
         self.assertEqual(outcome.files["shift.lst"], b"0 0 \n")
 
-    def test_huge_blocks(self):
-        for sizes, blocks in ((b"2147483647 8 2", 1), (b"1 2147483647 2147483647", 0)):
-            outcome = run(b"Reference ref.bmp\nBloc " + sizes + b" 1\nSource moved.bmp a.bmp\n", usual_files)
-            self.assertIn(b" (%i blocs en largeur %i blocs en hauteur)\n" % (blocks, blocks), outcome.console)
-            self.assertEqual(outcome.status, 0)
+    def test_extreme_settings(self):
+        for settings, message in ((b"Bloc 2147483647 8 2 1", b" (1 blocs en largeur 1 blocs en hauteur)\n"),
+                                  (b"Bloc 1 2147483647 2147483647 1", b" (0 blocs en largeur 0 blocs en hauteur)\n"),
+                                  (b"Angle 40 41 0.0000001", b"***\ntheta=")):  # finer than single precision there
+            with self.subTest(settings):
+                outcome = run(b"Reference ref.bmp\n" + settings + b"\nSource moved.bmp a.bmp\n", usual_files)
+                self.assertIn(message, outcome.console)
+                self.assertEqual(outcome.status, 0)
 
     def test_waits_for_a_key_behind_its_messages(self):
         for script, last_line, status in ((b"Reference ref.bmp\n", waiting_line, 0),
@@ -243,7 +247,8 @@ class Faults(unittest.TestCase):
     def test_outputs_that_cannot_be(self):
         for name in (b"/dev/full", b"no/such/folder.bmp", b".", b"link"):
             with self.subTest(name):
-                outcome = run(b"Reference ref.bmp\nSource moved.bmp " + name + b"\nSource moved.bmp b.bmp\n", usual_files,
+                script = b"Reference ref.bmp\nSource moved.bmp " + name + b"\nSource moved.bmp b.bmp\n"
+                outcome = run(script, usual_files,
                               prepare=lambda directory: os.symlink("/dev/full", os.path.join(directory, "link")))
                 self.assertIn(b"Sauvegarde d'une image " + name + cannot_write(name) + heading(2, b"moved.bmp"),
                               outcome.console)
