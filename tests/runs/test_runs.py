@@ -277,8 +277,10 @@ class Faults(unittest.TestCase):
         reading, writing = os.pipe()
         os.close(reading)
         with open("/dev/full", "wb") as full, open(writing, "wb") as unread:
-            closed = {"stdin": None, "stdout": None, "preexec_fn": lambda: os.closerange(0, 3)}
-            for what, options in (("closed", closed), ("nobody reads", {"stdout": unread}), ("full", {"stdout": full})):
+            cases = {"all closed": {"stdin": None, "stdout": None, "preexec_fn": lambda: os.closerange(0, 3)},
+                     "output closed": {"stdout": None, "preexec_fn": lambda: os.close(1)},
+                     "nobody reads": {"stdout": unread}, "full": {"stdout": full}}
+            for what, options in cases.items():
                 with self.subTest(what):
                     outcome = run(full_script, usual_files, **options)
                     self.assertEqual((outcome.status, outcome.files), (0, self.whole.files))
