@@ -42,13 +42,11 @@ std::string takeScript() {
         const double min = takeSigned() / 16.0, max = min + takeByte() / 64.0;
         script << "Angle " << min << " " << max << " " << takeByte() / 100.0 << "\n";
     }
-    script << "Translation " << takeBelow(16);
-    script << " " << takeBelow(8) - 1 << "\n";
+    script << "Translation " << takeBelow(16) << " " << takeBelow(8) - 1 << "\n";
     script << "OptiTranslation " << takeBelow(8) << "\n";
     if (takeBelow(2) != 0) {
-        const int gridWidth = takeBelow(16) + 3, searchWidth = takeSigned() % 6, shift = takeSigned() % 5;
-        script << "Bloc " << gridWidth << " " << searchWidth << " " << shift << " " << blockSteps[takeByte() % 8]
-               << "\n";
+        script << "Bloc " << takeBelow(16) + 3 << " " << takeSigned() % 6 << " " << takeSigned() % 5 << " "
+               << blockSteps[takeByte() % 8] << "\n";
     }
     if (takeBelow(2) != 0) script << "Compositage sum\n";
     for (const char* names : {"1.bmp 1out.bmp", "2.bmp 2out.bmp"}) {

@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "imageio/bmp_layout.h"
 #include "imageio/bmp_reader.h"
 #include "imageio/bmp_writer.h"
@@ -10,7 +8,7 @@ namespace {
 TEST(Bmp, ReadsBackWhatWasWritten) {
     enterScratchFolder();
     Random random(13);
-    for (const int32_t height : {1, 2, 3, 64})
+    for (const int32_t height : {1, 2, 3, 300})
         for (const int32_t width : {1, 2, 3, 4, 5, 15, 16, 17, 33, 2000}) {
             const Image image = makeScene(random, Fill::noise, Mask::none, false, width, height);
             Image back = {nullptr, 0, 0, 77, 88};
@@ -35,33 +33,32 @@ TEST(Bmp, OfTwoRows) {
         "BM\x46\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\2\0\0\0\2\0\0\0\1\0\x18\0\0\0\0\0\0\0\0\0\x18\x0B\0\0"
         "\x18\x0B\0\0\0\0\0\0\0\0\0\0\7\10\11\12\13\14\0\0\1\2\3\4\5\6\0\0";
     EXPECT_EQ(whole, std::string(expected, 70));
+    const std::string incomplete = "Attention : fichier incomplet, les pixels manquants sont sans donnees\n";
     const struct {
         const char* what;
         size_t at;
         std::string patch;
         size_t length;
         std::array<int, 4> blue;  // green is one more, red two; -1: no data
-        const char* message;
+        std::string message;
     } cases[] = {{"as written", 0, "B", 70, {1, 4, 7, 10}, ""},
                  {"top row first", bmpHeightOffset, "\xFE\xFF\xFF\xFF", 70, {7, 10, 1, 4}, ""},
                  {"cut in the padding", 0, "B", 68, {1, 4, 7, 10}, ""},
-                 {"cut in the last pixel", 0, "B", 67, {1, -1, 7, 10}, "incomplet"},
-                 {"cut in the first row", 0, "B", 59, {-1, -1, 7, -1}, "incomplet"},
-                 {"rows behind the end", bmpDataOffsetOffset, "\x46", 70, {-1, -1, -1, -1}, "incomplet"},
-                 {"rows from the second on", bmpDataOffsetOffset, "\x3E", 70, {-1, -1, 1, 4}, "incomplet"},
-                 {"8 bits", bmpBitsPerPixelOffset, "\x8", 70, {-1, -1, -1, -1}, "N&B"}};
-    for (const auto& c : cases) {
+                 {"cut in the last pixel", 0, "B", 67, {1, -1, 7, 10}, incomplete},
+                 {"cut in the first row", 0, "B", 59, {-1, -1, 7, -1}, incomplete},
+                 {"rows behind the end", bmpDataOffsetOffset, "\x46", 70, {-1, -1, -1, -1}, incomplete},
+                 {"rows from the second on", bmpDataOffsetOffset, "\x3E", 70, {-1, -1, 1, 4}, incomplete}};
+    for (const auto& [what, at, patch, length, blue, message] : cases) {
         std::string bytes = whole;
-        writeFile("in.bmp", bytes.replace(c.at, c.patch.size(), c.patch).substr(0, c.length));
+        writeFile("in.bmp", bytes.replace(at, patch.size(), patch).substr(0, length));
         Image image;
         testing::internal::CaptureStdout();
         EXPECT_EQ(readBmp(image, "in.bmp"), bmpLoaded);
-        EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr(c.message)) << c.what;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Chargement du fichier in.bmp" + message) << what;
         Pixel rows[4] = {};
         for (size_t i = 0; i < 4; ++i)
-            if (const auto blue = static_cast<uint8_t>(c.blue[i]); c.blue[i] >= 0)
-                rows[i] = {blue, static_cast<uint8_t>(blue + 1), static_cast<uint8_t>(blue + 2), 255};
-        EXPECT_TRUE(sameImage(keep(image), {rows, 2, 2, 0, 0})) << c.what;
+            if (const int b = blue[i]; b >= 0) rows[i] = {uint8_t(b), uint8_t(b + 1), uint8_t(b + 2), 255};
+        EXPECT_TRUE(sameImage(keep(image), {rows, 2, 2, 0, 0})) << what;
     }
 }
 

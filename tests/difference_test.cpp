@@ -36,17 +36,4 @@ TEST(MeasureDifference, DividesByTheCountInSinglePrecision) {
     EXPECT_EQ(computeScore(sum, 16785409), std::nextafter(0.005f, 1.0f));
 }
 
-TEST(MeasureDifference, EqualsThePlainOne) {
-    Random random(1);
-    for (int round = 0; round < 3000; ++round) {
-        const int32_t side = round % 40 == 0 ? 150 : 24;
-        const Image a = makeAnyScene(random, round, false, side), b = makeAnyScene(random, round, true, side);
-        const float expected = plain::measureDifference(a, b);
-        const auto trial = testing::Message() << "round " << round << ", " << describe(a) << " on " << describe(b);
-        EXPECT_EQ(measureDifference(a, b), expected) << trial;
-        EXPECT_EQ(measureDifference(b, a), expected) << trial << ", exchanged";
-        EXPECT_EQ(measurePlacement(a, b, a.originX - b.originX, a.originY - b.originY), expected) << trial;
-    }
-}
-
 }  // namespace

@@ -27,15 +27,9 @@ TEST(Resampling, TakesThePixelsExpected) {
         const Image& image;
         int32_t x, y;
         Pixel expected;
-    } cases[] = {{"shifted", shifted, 10, 20, {13, 18, 0, 255}},
-                 {"above", shifted, 10, 1, {}},
-                 {"last column", shifted, 96, 2, {99, 0, 0, 255}},
-                 {"beside", shifted, 97, 20, {}},
-                 {"a mean, cut", half, 7, 5, {7, 5, 0, 255}},
-                 {"no neighbour", half, 99, 5, {99, 5, 0, 255}},
-                 {"reduced", reduced, 11, 9, {88, 72, 0, 255}},
-                 {"window", window, 3, 2, {11, 10, 0, 255}},
-                 {"odd row", window, 3, 1, {}}};
+    } cases[] = {{"shifted", shifted, 10, 20, {13, 18, 0, 255}}, {"last column", shifted, 96, 2, {99, 0, 0, 255}},
+                 {"a mean, cut", half, 7, 5, {7, 5, 0, 255}},    {"reduced", reduced, 11, 9, {88, 72, 0, 255}},
+                 {"window", window, 3, 2, {11, 10, 0, 255}},     {"odd row", window, 3, 1, {}}};
     for (auto [what, image, x, y, expected] : cases)
         EXPECT_TRUE(sameImage({rowOf(image, y) + x, 1, 1, 0, 0}, {&expected, 1, 1, 0, 0})) << what;
     for (const float angle : {10 * degree, -10 * degree})

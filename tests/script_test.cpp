@@ -7,6 +7,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 // Reads such a script and returns what it echoed after the name of the script.
 std::string readLines(const std::string& text) {
     enterScratchFolder();
@@ -24,7 +26,6 @@ TEST(ReadScript, EchoesEveryLine) {
                       noSource = "Commande source sans nom de fichier ",
                       sequence = "Nom generique de la sequence entree: v   sortie: r   Debut=";
     const std::pair<std::string, std::string> cases[] = {
-        {"Source a.bmp b.bmp 320 240\n", "Image source: a.bmp Fichier resultat: b.bmp Point x0=320 y0=240\n"},
         {"source: a:1.bmp,b%s.bmp , -5x", "Image source: a:1.bmp Fichier resultat: b%s.bmp Point x0=-5\n"},
         {"Source a.bmp\n", "Image source: a.bmp " + noSource + "resultat. Ligne 1\n\n"},
         {"\n : \nSource\t\nSource \n",
@@ -46,7 +47,7 @@ TEST(ReadScript, EchoesEveryLine) {
         {"bloc 32 8 4 0.1\n",
          "Largeur de grille=32  Largeur de recherche=8  Decalage maxi de bloc=4  "
          "Pas de decalage de bloc=0.100000  \n"},
-        {"Rem\nRem anything\n Quitter", unknown + "1\n"},
+        {"Rem\nRem anything\nSou\0rce a\n Quitter"s, unknown + "1\n" + unknown + "3\n"},
         {"Quitter\r\n\tQuitter \nQuitter\n", unknown + "1\n" + unknown + "2\n" + unknown + "3\n"},
         {"Rem " + std::string(995, 'x') + "Translation 1 \n", "Decalage global maximum=1  \n"}};
     for (const auto& [script, echo] : cases) EXPECT_EQ(readLines(script), echo) << script;

@@ -44,7 +44,7 @@ TEST(SearchShift, FindsWhatThePlainOneFinds) {
 TEST(SearchShift, EndsSoonOnHugeRanges) {
     Random random(6);
     const Image whole = makeScene(random, Fill::noise, Mask::none, true, 40, 30);
-    const Image part = keep(makeImage(9, 7)), empty = keep(makeImage(9, 7));
+    const Image part = keep(makeImage(9, 7));
     for (int32_t y = 0; y < 7; ++y) std::copy_n(rowOf(whole, y + 5) + 6, 9, rowOf(part, y));
     const Image other = makeScene(random, Fill::noise, Mask::none, false, 9, 7);
     constexpr int64_t limit = INT32_MAX;
@@ -57,10 +57,6 @@ TEST(SearchShift, EndsSoonOnHugeRanges) {
     } cases[] = {{"a part of it, cut at (6, 5)", part, {-limit, limit, -limit, limit, 1}, {0, -6, -5}},
                  {"the same off the step's grid", part, {-limit, limit, -limit, limit, 4}, {0.05f, start, start}},
                  {"the same, x = -2147483646 + 3 k", part, {-limit + 1, limit, -5, limit, 3}, {0, -6, -5}},
-                 {"no data", empty, {-limit, limit, -limit, limit, 1}, {0.005f, -39, -29}},
-                 {"no data, every second shift", empty, {-40, limit, -30, limit, 2}, {0.005f, -38, -28}},
-                 {"something else", other, {-limit, limit, -limit, limit, 1}, {0.05f, start, start}},
-                 {"something else, overlap first", other, {0, limit, 0, limit, 1}, {0.05f, 0, 7}},
                  {"something else, overlap in y", other, {0, limit, 0, 6, 1}, {0.05f, 9, 0}}};
     for (const auto& c : cases) {
         ShiftMatch best = {1e24f, 0, 0};

@@ -7,6 +7,22 @@
 namespace plain {
 namespace {
 
+// The square block around (x, y), moved by (dx, dy) within the picture; its origin is that of the picture.
+Image sampleBlock(const BlockSearch& search, const Image& image, int64_t x, int64_t y, float dx, float dy) {
+    const int64_t left = x - search.searchWidth, top = y - search.searchWidth;
+    Image block = makeImage(2 * search.searchWidth + 1, 2 * search.searchWidth + 1);
+    block.originX = static_cast<int32_t>(image.originX - left);
+    block.originY = static_cast<int32_t>(image.originY - top);
+    for (int32_t by = 0; by < block.height; ++by)
+        for (int32_t bx = 0; bx < block.width; ++bx) {
+            const float rx = static_cast<float>(bx) - dx, ix = std::trunc(rx);
+            const float ry = static_cast<float>(by) - dy, iy = std::trunc(ry);
+            rowOf(block, by)[bx] =
+                samplePixel(image, left + static_cast<int64_t>(ix), top + static_cast<int64_t>(iy), rx - ix, ry - iy);
+        }
+    return block;
+}
+
 void keepBetter(BlockMatch& best, const Image& block, const Image& reference, float x, float y) {
     const float score = measureDifference(block, reference);
     if (score < best.score) best = {score, x, y};
@@ -47,19 +63,15 @@ Cell findCell(int32_t x, int32_t step, int32_t count) {
 
 BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
                                  int64_t y) {
-    const int32_t size = 2 * search.searchWidth + 1;
-    const int64_t left = x - search.searchWidth, top = y - search.searchWidth;
-    Image block = makeImage(size, size);
-    for (int32_t by = 0; by < size; ++by)
-        for (int32_t bx = 0; bx < size; ++bx) rowOf(block, by)[bx] = samplePixel(current, left + bx, top + by, 0, 0);
+    Image block = sampleBlock(search, current, x, y, 0, 0), moved = block;
     BlockMatch best = {1e9f, 0, 0};
     for (int32_t dx = search.shiftMinX; dx <= search.shiftMaxX;
          dx = static_cast<int32_t>(static_cast<float>(dx) + search.shiftStep))
         for (int32_t dy = search.shiftMinY; dy <= search.shiftMaxY;
              dy = static_cast<int32_t>(static_cast<float>(dy) + search.shiftStep)) {
-            block.originX = static_cast<int32_t>(current.originX - left - dx);
-            block.originY = static_cast<int32_t>(current.originY - top - dy);
-            keepBetter(best, block, reference, static_cast<float>(dx), static_cast<float>(dy));
+            moved.originX = block.originX - dx;
+            moved.originY = block.originY - dy;
+            keepBetter(best, moved, reference, static_cast<float>(dx), static_cast<float>(dy));
         }
     releaseImage(block);
     return best;
@@ -67,25 +79,15 @@ BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current
 
 BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
                                     int64_t y) {
-    const int32_t size = 2 * search.searchWidth + 1;
-    const int64_t left = x - search.searchWidth, top = y - search.searchWidth;
     const double step = static_cast<double>(search.shiftStep);
-    Image block = makeImage(size, size);
-    block.originX = static_cast<int32_t>(current.originX - left);
-    block.originY = static_cast<int32_t>(current.originY - top);
     BlockMatch best = {1e9f, 0, 0};
     for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx += step)
         for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy += step) {
-            for (int32_t by = 0; by < size; ++by)
-                for (int32_t bx = 0; bx < size; ++bx) {
-                    const float rx = static_cast<float>(bx) - static_cast<float>(dx), ix = std::trunc(rx);
-                    const float ry = static_cast<float>(by) - static_cast<float>(dy), iy = std::trunc(ry);
-                    rowOf(block, by)[bx] = samplePixel(current, left + static_cast<int64_t>(ix),
-                                                       top + static_cast<int64_t>(iy), rx - ix, ry - iy);
-                }
-            keepBetter(best, block, reference, static_cast<float>(dx), static_cast<float>(dy));
+            const auto x1 = static_cast<float>(dx), y1 = static_cast<float>(dy);
+            Image block = sampleBlock(search, current, x, y, x1, y1);
+            keepBetter(best, block, reference, x1, y1);
+            releaseImage(block);
         }
-    releaseImage(block);
     return best;
 }
 

@@ -32,9 +32,6 @@ Image makeAlignedImage(const Image& source, float angle, float shiftX, float shi
 /// Tries every shift of the range; true when one was strictly better than best, which then holds the first such.
 bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, ShiftMatch& best);
 
-/// What the refinement of the angle compares: the whole image turned, against the reference.
-float scoreAngle(const Image& current, const Image& reference, float angle);
-
 /// The outcome of a global search of the run state's current image, by its settings. No output, nothing changed.
 struct GlobalMatch {
     float angle;

@@ -6,6 +6,14 @@ namespace {
 constexpr double oneDegree = 0.017453292522222223;
 constexpr ShiftMatch noMatch = {1e24f, 0, 0};
 
+// What the refinement of the angle compares: the whole image turned, against the reference.
+float scoreAngle(const RunState& run, float angle) {
+    Image window = makeRotatedWindow(run.current, run.current.width, run.current.height, angle);
+    const float score = measureDifference(window, run.reference);
+    releaseImage(window);
+    return score;
+}
+
 }  // namespace
 
 bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, ShiftMatch& best) {
@@ -21,13 +29,6 @@ bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& rang
             found = true;
         }
     return found;
-}
-
-float scoreAngle(const Image& current, const Image& reference, float angle) {
-    Image window = makeRotatedWindow(current, current.width, current.height, angle);
-    const float score = measureDifference(window, reference);
-    releaseImage(window);
-    return score;
 }
 
 GlobalMatch findRotationAndTranslation(const RunState& run) {
@@ -47,8 +48,7 @@ GlobalMatch findRotationAndTranslation(const RunState& run) {
     float low = static_cast<float>(static_cast<double>(match.angle) - half);
     for (float span = high - low; span > run.angleResolution * 0.5f; span = high - low) {
         const float first = low + span * 0.33333334f, second = low + (span + span) * 0.33333334f;
-        const bool firstWins =
-            scoreAngle(run.current, run.reference, second) >= scoreAngle(run.current, run.reference, first);
+        const bool firstWins = scoreAngle(run, second) >= scoreAngle(run, first);
         match.angle = firstWins ? high = second : low = first;
     }
     return match;

@@ -2,21 +2,25 @@
 
 import os
 import pathlib
+import random
 import re
 import struct
 import subprocess
 import tempfile
-from dataclasses import dataclass, field
+import threading
+from contextlib import contextmanager
+from typing import NamedTuple
 
 program = os.environ.get("QUILLORNE", "")
 sanitized = os.environ.get("QUILLORNE_SANITIZED", "") != ""  # then address space and peak memory say nothing
+waiting_line = b"Appuyez sur entree pour quitter\n"
 fatal_lines = b"Erreur fatale, appuyez sur entree.\nFatal error. Press return.\n"
 
 
 def make_header(width, height, bits=24, compression=0, offset=54):
     size = 54 + (3 * width + 3) // 4 * 4 * abs(height)
-    return b"BM" + struct.pack("<IIIIiiHHIIiiII", size & 0xFFFFFFFF, 0, offset, 40, width, height, 1, bits, compression, 0,
-                               2840, 2840, 0, 0)
+    return b"BM" + struct.pack("<IIIIiiHHIIiiII", size & 0xFFFFFFFF, 0, offset, 40, width, height, 1, bits, compression,
+                               0, 2840, 2840, 0, 0)
 
 
 def make_bmp(rows):
@@ -28,14 +32,8 @@ def make_bmp(rows):
 
 def make_texture(width, height):
     """Rows in which no place looks like another."""
-    state, rows = 12345, []
-    for _ in range(height):
-        row = []
-        for _ in range(width):
-            state = (state * 1103515245 + 12345) % 2**31
-            row.append((state >> 8 & 255, state >> 14 & 255, state >> 20 & 255))
-        rows.append(row)
-    return rows
+    source = random.Random(12345)
+    return [[tuple(source.randbytes(3)) for _ in range(width)] for _ in range(height)]
 
 
 def shift_rows(rows, dx, dy, beside):
@@ -45,11 +43,10 @@ def shift_rows(rows, dx, dy, beside):
             for y in range(height)]
 
 
-@dataclass
-class Outcome:
+class Outcome(NamedTuple):
     status: int
     console: bytes
-    files: dict = field(default_factory=dict)  # those that the run left behind, by name
+    files: dict  # those that the run left behind, by name
 
 
 def write_files(directory, files):
@@ -62,7 +59,7 @@ def read_files(directory):
     return {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir() if path.is_file()}
 
 
-def run(script, files, arguments=("script",), prepare=None, command=(program,), **options):
+def run(script, files, arguments=("script",), prepare=None, **options):
     """Runs the program in a folder of its own. prepare is called there before; options are those of subprocess.run."""
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o777)
@@ -71,9 +68,22 @@ def run(script, files, arguments=("script",), prepare=None, command=(program,), 
         if prepare is not None:
             prepare(directory)
         streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
-        process = subprocess.run([*command, *arguments], cwd=directory, timeout=120, **streams)
+        process = subprocess.run([program, *arguments], cwd=directory, timeout=120, **streams)
         left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
         return Outcome(process.returncode, without_times(process.stdout or b""), left)
+
+
+@contextmanager
+def waiting_run(script, files, last_line):
+    """A run of the standard script, which waits for a key, behind that line of its console; killed if none comes."""
+    with tempfile.TemporaryDirectory() as directory:
+        write_files(directory, {"ScriptQuillorne2.txt": script, **files})
+        with subprocess.Popen([program], cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+            timer = threading.Timer(60, process.kill)
+            timer.start()
+            next((line for line in process.stdout if line == last_line), None)
+            timer.cancel()
+            yield process
 
 
 def without_times(console):
