@@ -1,5 +1,7 @@
 #include "align/blocks/block_matching.h"
 
+#include "align/blocks/block_grid.h"
+#include "align/blocks/block_row_matching.h"
 #include "plain/plain.h"
 #include "scenes.h"
 
@@ -33,6 +35,43 @@ TEST(BlockMatching, FindsWhatThePlainOneFinds) {
                         << search.shiftMinY << ") to (" << search.shiftMaxX << ", " << search.shiftMaxY << "), step "
                         << step << ", at (" << x << ", " << y << "), start " << describe(start);
             }
+        }
+    }
+}
+
+TEST(BlockMatching, OfRowsFindsWhatThePlainOneFinds) {
+    Random random(12);
+    GroupWork work;
+    for (int round = 0; round < 600; ++round) {
+        const auto fill = static_cast<Fill>(round % fillCount);
+        const auto mask = static_cast<Mask>(round % 5 % 4);
+        const int32_t width = pick(random, 60, 250), height = pick(random, 40, 60);
+        Image current = makeScene(random, fill, mask, false, width, height);
+        const Image reference = makeScene(random, fill, Mask::none, true, width + 3, height);
+        current.originX = pick(random, -2, 2);
+        const int32_t largest = pick(random, 0, 4);
+        const float step = std::array{1.0f, 0.5f, 2.0f, 0.25f, 0.75f, 1.5f, 0.3f}[static_cast<size_t>(round % 7)];
+        const BlockSearch search = {
+            pick(random, 0, round % 5 == 0 ? 9 : 3), -largest, largest, -largest, largest, step};
+        const BlockLayout layout = layOutBlocks(search, pick(random, 1, 30), current);
+        if (layout.columns == 0 || layout.rows == 0) continue;
+        const BlockGroup row = {layout.firstX,
+                                layout.firstY + layout.spacing * pick(random, 0, int32_t(layout.rows) - 1),
+                                layout.spacing, layout.columns};
+        std::vector<BlockMatch> matches(static_cast<size_t>(row.count));
+        matchBlockRow(work, search, current, reference, row, matches.data());
+        const bool whole = step == 1.0f || step == 2.0f;
+        for (int64_t i = 0; i < row.count; ++i) {
+            const int64_t x = row.firstX + i * row.spacing, left = x - search.searchWidth - largest - current.originX;
+            const bool inside = left >= 0 && left + 2 * (search.searchWidth + largest) <= reference.width;
+            const BlockMatch expected = inside
+                                            ? (whole ? plain::matchBlockIntegerStep : plain::matchBlockFractionalStep)(
+                                                  search, current, reference, x, row.y)
+                                            : BlockMatch{unmatchedBlockScore, 0, 0};
+            EXPECT_EQ(describe(matches[static_cast<size_t>(i)]), describe(expected))
+                << "round " << round << ", " << describe(current) << ", block " << i << " of " << row.count
+                << ", spacing " << row.spacing << ", half-size " << search.searchWidth << ", largest shift " << largest
+                << ", step " << step;
         }
     }
 }
