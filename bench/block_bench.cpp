@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "align/blocks/block_grid.h"
-#include "align/blocks/block_matching.h"
-#include "align/blocks/block_row_matching.h"
+#include "align/blocks/block_search.h"
 #include "align/blocks/deformation.h"
 #include "align/blocks/gradient_image.h"
+#include "align/blocks/row/row_matching.h"
 #include "benches.h"
 #include "measure.h"
 #include "plain/plain.h"

@@ -7,12 +7,12 @@
 
 #include "benches.h"
 #include "composite/composite.h"
-#include "core/run_state.h"
 #include "imageio/bmp_reader.h"
 #include "imageio/bmp_writer.h"
 #include "measure.h"
 #include "plain/plain.h"
 #include "scenes.h"
+#include "state/run_state.h"
 
 namespace {
 

@@ -3,13 +3,12 @@
 #include <string>
 
 #include "align/global/resampling.h"
-#include "align/global/rotation_search.h"
-#include "align/global/translation_search.h"
 #include "benches.h"
-#include "core/run_state.h"
 #include "measure.h"
 #include "plain/plain.h"
+#include "run/steps.h"
 #include "scenes.h"
+#include "state/run_state.h"
 
 namespace {
 
@@ -31,8 +30,7 @@ void setSearch(float largestAngle) {
 }
 
 // The whole global alignment of one frame: the search and the aligned copy.
-void benchSearch(const std::string& what, const Image& frame, void (*search)(),
-                 plain::GlobalMatch (*plainSearch)(const RunState&)) {
+void benchSearch(const std::string& what, const Image& frame, plain::GlobalMatch (*plainSearch)(const RunState&)) {
     Image plainAligned, fastAligned;
     compareTimes(
         what,
@@ -46,7 +44,7 @@ void benchSearch(const std::string& what, const Image& frame, void (*search)(),
         [&] {
             releaseImage(fastAligned);
             runState.current = copyImage(frame);  // the search takes it over
-            runSilently(search);
+            runSilently([] { alignGlobally(); });
             fastAligned = runState.current;
         });
     expectEqual(what, equalImages(plainAligned, fastAligned));
@@ -85,9 +83,9 @@ void benchSearches() {
             Image turned = makeFrame(width, height, {0.4 * 0.017453292, 9.0, -6.0}, 3);
             Image moved = makeFrame(width, height, {0.0, 9.0, -6.0}, 4);
             setSearch(2.0f * degree);
-            benchSearch("rotation, " + what, turned, searchRotationAndTranslation, plain::findRotationAndTranslation);
+            benchSearch("rotation, " + what, turned, plain::findRotationAndTranslation);
             setSearch(0.0f);
-            benchSearch("translation, " + what, moved, searchTranslation, plain::findTranslation);
+            benchSearch("translation, " + what, moved, plain::findTranslation);
             if (planet && width == 2000) {
                 benchAlignedCopy("aligned copy, shifted, " + what, moved, 0.0f);
                 benchAlignedCopy("aligned copy, turned, " + what, moved, 0.4f * degree);

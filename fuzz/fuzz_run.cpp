@@ -3,9 +3,9 @@
 #include <sstream>
 #include <string>
 
-#include "core/driver.h"
 #include "harness.h"
 #include "imageio/bmp_writer.h"
+#include "run/driver.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/run_state.h"
 #include "harness.h"
 #include "script/script_reader.h"
+#include "state/run_state.h"
 
 // Any bytes as a script: every line is read and echoed, nothing is opened.
 void runInput(std::span<const uint8_t> input) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/fatal_error.h"
-#include "core/run_state.h"
+#include "state/run_state.h"
 
 // A fatal error waits for a key and aborts, which here would end the search for the next input. This definition, which
 // the linker meets before the library's, leaves the run by an exception instead: a process for every input is too slow,

@@ -1,4 +1,4 @@
-#include "core/driver.h"
+#include "run/driver.h"
 
 int main(int argumentCount, char** arguments) {
     return runBatch(argumentCount, arguments);

@@ -1,7 +1,6 @@
-#include "align/blocks/block_matching.h"
-
 #include "align/blocks/block_grid.h"
-#include "align/blocks/block_row_matching.h"
+#include "align/blocks/block_search.h"
+#include "align/blocks/row/row_matching.h"
 #include "plain/plain.h"
 #include "scenes.h"
 

@@ -1,4 +1,4 @@
-#include "align/global/difference.h"
+#include "align/measure/difference.h"
 
 #include <cmath>
 

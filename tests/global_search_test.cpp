@@ -2,9 +2,8 @@
 #include <cstdlib>
 
 #include "align/blocks/block_alignment.h"
-#include "align/global/rotation_search.h"
-#include "align/global/translation_search.h"
 #include "plain/plain.h"
+#include "run/steps.h"
 #include "scenes.h"
 
 namespace {
@@ -63,7 +62,7 @@ TEST(GlobalSearch, FindsWhatThePlainOneFinds) {
         runState.translationFraction = s.fraction;
         const bool turning = s.angleMin != s.angleMax;
         const auto [angle, match] = (turning ? plain::findRotationAndTranslation : plain::findTranslation)(runState);
-        const Outcome outcome = runStage(turning ? searchRotationAndTranslation : searchTranslation, current);
+        const Outcome outcome = runStage([] { alignGlobally(); }, current);
         const auto trial = testing::Message() << "round " << round << ", " << describe(current) << " on "
                                               << describe(runState.reference) << ", angle " << angle;
         const double degrees = static_cast<double>(angle) * 180 * 0.31830988614222805;

@@ -4,9 +4,10 @@
 #include <cmath>
 #include <vector>
 
-#include "align/blocks/column_bounds.h"
-#include "align/global/pair_cost.h"
-#include "align/global/row_sampling.h"
+#include "align/blocks/row/column_bounds.h"
+#include "align/measure/pair_cost.h"
+#include "align/sampling/row_sampling.h"
+#include "core/vector_level.h"
 #include "imageio/pixel_packing.h"
 #include "plain/plain.h"
 #include "scenes.h"
@@ -51,8 +52,10 @@ TEST(RowKernels, GiveTheExactSum) {
             masked += !bothHaveData;
         }
         const auto sum = static_cast<double>(exactSum), slack = sum < exactSumLimit ? 0.0 : sum * 0x1p-45;
-        for (const RowKernel& kernel : listRowKernels()) {
-            const auto trial = testing::Message() << kernel.name << ", round " << round << ", " << count << " pairs";
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            const RowKernel& kernel = rowKernel();
+            const auto trial = testing::Message() << nameOf(level) << ", round " << round << ", " << count << " pairs";
             const RowCost cost = kernel.sumRow(a.pixels, b.pixels, countPixels(a));
             EXPECT_EQ(cost.maskedPairs, masked) << trial;
             EXPECT_NEAR(cost.sum, sum, slack) << trial;
@@ -73,7 +76,9 @@ TEST(ColumnKernels, SumTheSquaresThatBoundTheCosts) {
         const Image b = makeScene(random, static_cast<Fill>(round / 2), Mask::patch, true, lanes, height);
         if (round % 2 == 1)
             for (size_t i = 0; i < countPixels(b); ++i) b.pixels[i].green = b.pixels[i].red = uint8_t(127 + i % 3);
-        for (const ColumnKernel& kernel : listColumnKernels()) {
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            const ColumnKernel& kernel = columnKernel();
             std::vector<uint32_t> factors(countPixels(a));
             std::vector<int32_t> norms(countPixels(a)), table;
             std::vector<MovingPixels> moving(height);
@@ -97,8 +102,8 @@ TEST(ColumnKernels, SumTheSquaresThatBoundTheCosts) {
                     cost += bothHaveData ? static_cast<double>(plain::computePairCost(p, q)) : 0.0;
                 }
                 const auto total = static_cast<double>(totals[size_t(s)]);
-                EXPECT_NEAR(total, squares + 1, squares * 0x1p-16) << kernel.name << ", round " << round;
-                EXPECT_LE(total, findLargestSquares(cost, rows * (lanes - 3))) << kernel.name << ", round " << round;
+                EXPECT_NEAR(total, squares + 1, squares * 0x1p-16) << nameOf(level) << ", round " << round;
+                EXPECT_LE(total, findLargestSquares(cost, rows * (lanes - 3))) << nameOf(level) << ", round " << round;
             }
         }
     }
@@ -137,8 +142,10 @@ TEST(SamplingKernels, GiveThePlainBytes) {
             onLine.pixels[i] =
                 plain::samplePixel(source, static_cast<int64_t>(turnedX), static_cast<int64_t>(turnedY), 0, 0);
         }
-        for (const SamplingKernel& kernel : listSamplingKernels()) {
-            const auto trial = testing::Message() << kernel.name << ", round " << round << ", " << count
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            const SamplingKernel& kernel = samplingKernel();
+            const auto trial = testing::Message() << nameOf(level) << ", round " << round << ", " << count
                                                   << " pixels of " << describe(source);
             kernel.samplePositions(source, x, y, row.pixels, countPixels(row));
             EXPECT_TRUE(sameImage(row, atPositions)) << trial;
@@ -162,12 +169,14 @@ TEST(PackingKernels, MoveTheThreeColours) {
             colours.insert(colours.end(), {pixel.blue, pixel.green, pixel.red});
             pixel.weight = 255;
         }
-        for (const PackingKernel& kernel : listPackingKernels()) {
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            const PackingKernel& kernel = packingKernel();
             std::fill_n(bytes, colours.size(), uint8_t{0});
             kernel.packPixels(row.pixels, bytes, countPixels(row));
-            EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 3 * count), colours) << kernel.name;
+            EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + 3 * count), colours) << nameOf(level);
             kernel.expandPixels(bytes, back.pixels, countPixels(back));
-            EXPECT_TRUE(sameImage(back, scene)) << kernel.name << ", " << count << " pixels";
+            EXPECT_TRUE(sameImage(back, scene)) << nameOf(level) << ", " << count << " pixels";
         }
     }
 }

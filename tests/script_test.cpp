@@ -1,9 +1,9 @@
 #include <cstring>
 #include <utility>
 
-#include "core/run_state.h"
 #include "scenes.h"
 #include "script/script_reader.h"
+#include "state/run_state.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 
 #include "composite/row_accumulation.h"
 #include "core/fatal_error.h"
-#include "core/run_state.h"
 #include "imageio/bmp_writer.h"
 #include "imageio/fits_writer.h"
+#include "state/run_state.h"
 
 namespace {
 
@@ -49,9 +49,9 @@ void accumulateComposite(const Image& aligned) {
     if (firstX >= lastX) return;
     for (int64_t y = std::max<int64_t>(0, -offsetY); y < std::min<int64_t>(reference.height, aligned.height - offsetY);
          ++y) {
-        fastestAccumulation().accumulateRow(runState.compositeSum + y * reference.width + firstX,
-                                            rowOf(aligned, y + offsetY) + firstX + offsetX,
-                                            static_cast<size_t>(lastX - firstX));
+        accumulationKernel().accumulateRow(runState.compositeSum + y * reference.width + firstX,
+                                           rowOf(aligned, y + offsetY) + firstX + offsetX,
+                                           static_cast<size_t>(lastX - firstX));
     }
 }
 

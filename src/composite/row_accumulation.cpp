@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-#include "core/processor_features.h"
 #include "core/vector_instructions.h"
+#include "core/vector_level.h"
 
 namespace {
 
@@ -42,19 +42,15 @@ void accumulateRowPlain(CompositeSum* sums, const Pixel* row, size_t count) {
 #endif
 
 constexpr std::array kernels = {
-    AccumulationKernel{"plain", accumulateRowPlain},
+    AccumulationKernel{accumulateRowPlain},
 #if defined(__x86_64__)
-    AccumulationKernel{"avx2", accumulateRowAvx2},
+    AccumulationKernel{accumulateRowAvx2},
+    AccumulationKernel{accumulateRowAvx2},
 #endif
 };
 
 }  // namespace
 
-std::span<const AccumulationKernel> listAccumulationKernels() {
-    return std::span(kernels).first(hasAvx2() ? 2 : 1);
-}
-
-const AccumulationKernel& fastestAccumulation() {
-    static const AccumulationKernel& fastest = listAccumulationKernels().back();
-    return fastest;
+const AccumulationKernel& accumulationKernel() {
+    return kernels[vectorLevelIndex()];
 }

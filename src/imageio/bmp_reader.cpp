@@ -55,7 +55,7 @@ void skipTo(std::FILE* file, uint32_t position) {
 // The pixels of one row that its first byteCount bytes hold; the others are without data.
 void expandRow(const uint8_t* bytes, int64_t byteCount, Pixel* row, int64_t width) {
     const int64_t wholePixels = std::min(byteCount / 3, width);
-    fastestPacking().expandPixels(bytes, row, static_cast<size_t>(wholePixels));
+    packingKernel().expandPixels(bytes, row, static_cast<size_t>(wholePixels));
     std::fill(row + wholePixels, row + width, Pixel{});
 }
 

@@ -42,8 +42,8 @@ void writeRows(std::FILE* file, const Image& image, int64_t stride, std::vector<
     for (int64_t first = 0; first < image.height && std::ferror(file) == 0; first += rowsPerWrite) {
         const int64_t rows = std::min<int64_t>(rowsPerWrite, image.height - first);
         for (int64_t r = 0; r < rows; ++r) {
-            fastestPacking().packPixels(rowOf(image, image.height - 1 - (first + r)), buffer.data() + r * stride,
-                                        static_cast<size_t>(image.width));
+            packingKernel().packPixels(rowOf(image, image.height - 1 - (first + r)), buffer.data() + r * stride,
+                                       static_cast<size_t>(image.width));
         }
         std::fwrite(buffer.data(), 1, static_cast<size_t>(rows * stride), file);
     }

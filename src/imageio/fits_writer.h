@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "composite/composite_sum.h"
+#include "imageio/composite_sum.h"
 
 /// The position of a colour's sum in CompositeSum.
 constexpr int fitsBlue = 0, fitsGreen = 1, fitsRed = 2;

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstring>
 
-#include "core/processor_features.h"
 #include "core/vector_instructions.h"
+#include "core/vector_level.h"
 
 namespace {
 
@@ -76,20 +76,15 @@ size_t countToLineStart(const Pixel* row) {
 #endif
 
 constexpr std::array kernels = {
-    PackingKernel{"plain", expandPixelsPlain, packPixelsPlain},
+    PackingKernel{expandPixelsPlain, packPixelsPlain},
 #if defined(__x86_64__)
-    PackingKernel{"avx2", expandPixelsAvx2, packPixelsAvx2},
-    PackingKernel{"avx512", expandPixelsAvx512, packPixelsAvx2},
+    PackingKernel{expandPixelsAvx2, packPixelsAvx2},
+    PackingKernel{expandPixelsAvx512, packPixelsAvx2},
 #endif
 };
 
 }  // namespace
 
-std::span<const PackingKernel> listPackingKernels() {
-    return std::span(kernels).first(hasAvx512() ? 3 : hasAvx2() ? 2 : 1);
-}
-
-const PackingKernel& fastestPacking() {
-    static const PackingKernel& fastest = listPackingKernels().back();
-    return fastest;
+const PackingKernel& packingKernel() {
+    return kernels[vectorLevelIndex()];
 }

@@ -11,13 +11,9 @@ using ExpandPixels = void (*)(const uint8_t* bytes, Pixel* row, size_t count);
 using PackPixels = void (*)(const Pixel* row, uint8_t* bytes, size_t count);
 
 struct PackingKernel {
-    const char* name;
     ExpandPixels expandPixels;
     PackPixels packPixels;
 };
 
-/// The versions that this processor can run, the plain one first, the fastest last.
-[[nodiscard]] std::span<const PackingKernel> listPackingKernels();
-
-/// The fastest of them.
-[[nodiscard]] const PackingKernel& fastestPacking();
+/// The version of the vector level in use.
+[[nodiscard]] const PackingKernel& packingKernel();

@@ -7,12 +7,10 @@
 #include <string_view>
 
 #include "core/fatal_error.h"
-#include "core/run_state.h"
 #include "script/script_tokens.h"
+#include "state/run_state.h"
 
 namespace {
-
-constexpr double radiansPerDegree = 0.017453292522222223;  // 3.141592654 / 180
 
 char* copyName(const char* name) {
     const size_t size = std::strlen(name) + 1;

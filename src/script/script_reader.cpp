@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "core/fatal_error.h"
-#include "core/run_state.h"
 #include "imageio/input_file.h"
 #include "script/script_commands.h"
 #include "script/script_tokens.h"
+#include "state/run_state.h"
 
 namespace {
 

@@ -1,16 +1,17 @@
 #include "align/blocks/block_alignment.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
-#include <vector>
 
 #include "align/blocks/block_grid.h"
-#include "align/blocks/block_matching.h"
-#include "align/blocks/block_row_matching.h"
+#include "align/blocks/block_search.h"
 #include "align/blocks/deformation.h"
 #include "align/blocks/gradient_image.h"
+#include "align/blocks/row/row_matching.h"
 #include "core/progress.h"
-#include "core/run_state.h"
+#include "state/run_state.h"
 
 namespace {
 
@@ -20,33 +21,42 @@ Image makeGradientImage(const Image& image) {
     return gradient;
 }
 
+// Stars of the whole row: one at the first column, one more for every fiftieth of the columns.
+int32_t countStars(int32_t columns) {
+    return columns == 0 ? 0 : static_cast<int32_t>(50 * int64_t{columns - 1} / columns) + 1;
+}
+
+// Row by row, each in runs of columns, so that the row of stars grows steadily also where a grid has a single row.
 void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid& grid) {
+    constexpr int64_t runLength = 64;  // columns
+    const int32_t allStars = countStars(grid.columns);
+    int32_t stars = printProgress(0, std::min(allStars, 1));  // before the work begins
     Image current = makeGradientImage(runState.current);
     if (runState.referenceGradient.pixels == nullptr)
         runState.referenceGradient = makeGradientImage(runState.reference);
-    // One star at the first column, one more for every fiftieth of the columns. They are matched row by row, so the row
-    // of stars grows with the rows.
-    const int32_t allStars =
-        grid.columns == 0 ? 0 : static_cast<int32_t>(50 * int64_t{grid.columns - 1} / grid.columns) + 1;
-    int32_t stars = 0;
     GroupWork work;
-    std::vector<BlockMatch> matches(static_cast<size_t>(grid.columns));
-    for (int32_t j = 0; j < grid.rows; ++j) {
-        stars = printStars(stars, static_cast<int32_t>(int64_t{allStars} * j / grid.rows));
-        const BlockGroup row = {.firstX = layout.firstX,
-                                .y = layout.firstY + j * layout.spacing,
-                                .spacing = layout.spacing,
-                                .count = grid.columns};
-        matchBlockRow(work, search, current, runState.referenceGradient, row, matches.data());
-        for (int32_t i = 0; i < grid.columns; ++i) {
-            const int64_t entry = int64_t{j} * grid.columns + i;
-            const BlockMatch& match = matches[static_cast<size_t>(i)];
-            grid.displacementX[entry] = match.x;
-            grid.displacementY[entry] = match.y;
-            grid.score[entry] = match.score;
+    std::array<BlockMatch, runLength> matches;
+    const int64_t allBlocks = layout.columns * layout.rows;
+    int64_t blocks = 0;
+    for (int64_t j = 0; j < layout.rows; ++j) {
+        for (int64_t first = 0; first < layout.columns; first += runLength) {
+            const BlockGroup run = {.firstX = layout.firstX + first * layout.spacing,
+                                    .y = layout.firstY + j * layout.spacing,
+                                    .spacing = layout.spacing,
+                                    .count = std::min(runLength, layout.columns - first)};
+            matchBlockRow(work, search, current, runState.referenceGradient, run, matches.data());
+            for (int64_t i = 0; i < run.count; ++i) {
+                const int64_t entry = j * layout.columns + first + i;
+                const BlockMatch& match = matches[static_cast<size_t>(i)];
+                grid.displacementX[entry] = match.x;
+                grid.displacementY[entry] = match.y;
+                grid.score[entry] = match.score;
+            }
+            blocks += run.count;
+            stars = printProgress(stars, static_cast<int32_t>(allStars * blocks / allBlocks));
         }
     }
-    printStars(stars, allStars);
+    printProgress(stars, allStars);
     std::printf("\n");
     releaseImage(current);
 }

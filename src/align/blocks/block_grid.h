@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "align/blocks/block_matching.h"
+#include "align/blocks/block_search.h"
 #include "imageio/image.h"
 
 /// One result a block: block (i, j) is entry j * columns + i. Displacements are pixels, in the sense of BlockMatch. The

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "align/global/row_sampling.h"
+#include "align/sampling/row_sampling.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ Image deformImage(Image source, const BlockGrid& grid, int32_t stepX, int32_t st
     const std::vector<CellRun> runs = listRuns(cells);
     for (int32_t y = 0; y < bent.height; ++y) {
         findPositions(positions, grid, runs, findBlockCell(y, stepY, grid.rows), y);
-        fastestSampling().samplePositions(source, positions.x.data(), positions.y.data(), rowOf(bent, y), width);
+        samplingKernel().samplePositions(source, positions.x.data(), positions.y.data(), rowOf(bent, y), width);
     }
     return bent;
 }

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <vector>
 
-#include "align/global/row_sampling.h"
-#include "align/global/sampling.h"
+#include "align/sampling/bilinear.h"
+#include "align/sampling/row_sampling.h"
 
 namespace {
 
@@ -107,7 +107,7 @@ void sampleWindowRow(const Image& source, const Image& window, int64_t y, float 
                                  .startX = -sinA * v + static_cast<float>(source.originX),
                                  .startY = cosA * v + static_cast<float>(source.originY),
                                  .firstU = -window.originX};
-    fastestSampling().sampleTurnedRow(source, positions, row, static_cast<size_t>(window.width));
+    samplingKernel().sampleTurnedRow(source, positions, row, static_cast<size_t>(window.width));
 }
 
 Image makeScaledCopy(const Image& source, float factor) {
@@ -148,7 +148,7 @@ Image makeAlignedImage(Image source, float angle, float shiftX, float shiftY) {
             positionX[x] = static_cast<float>(source.originX + (cosU[x] - sinV) + static_cast<double>(shiftX));
             positionY[x] = static_cast<float>(cosV + sinU[x] + source.originY + static_cast<double>(shiftY));
         }
-        fastestSampling().samplePositions(source, positionX.data(), positionY.data(), rowOf(aligned, y), width);
+        samplingKernel().samplePositions(source, positionX.data(), positionY.data(), rowOf(aligned, y), width);
     }
     return aligned;
 }

@@ -7,78 +7,77 @@
 #include <cstdio>
 #include <vector>
 
-#include "align/global/difference.h"
 #include "align/global/resampling.h"
-#include "align/global/sampling.h"
-#include "align/global/shift_search.h"
+#include "align/measure/difference.h"
+#include "align/sampling/bilinear.h"
 #include "core/fatal_error.h"
 #include "core/progress.h"
-#include "core/run_state.h"
+#include "state/run_state.h"
 
 namespace {
 
-constexpr double radiansPerDegree = 0.017453292522222223;  // 3.141592654 / 180
-constexpr double inversePi = 0.31830988614222805;          // 1 / 3.141592654
+constexpr double inversePi = 0.31830988614222805;  // 1 / 3.141592654
 constexpr float starsPerRange = 16.666668f;
 
-struct Placement {
+struct CoarseMatch {
     float angle = 0.0f;  // radians
     ShiftMatch shift = {.score = 1e24f, .x = 0, .y = 0};
 };
 
-bool turns() {
-    return runState.angleMin != runState.angleMax;
-}
-
 Image makeComparisonWindow(float angle) {
     const Image& current = runState.current;
-    const int32_t fraction = turns() ? 4 : runState.translationFraction;
+    const int32_t fraction = searchesAngles() ? 4 : runState.translationFraction;
     return makeRotatedWindow(current, current.width / fraction, current.height / fraction, angle);
 }
 
-ShiftRange shiftRange() {
-    return {.minX = runState.shiftMinX,
-            .maxX = runState.shiftMaxX,
-            .minY = runState.shiftMinY,
-            .maxY = runState.shiftMaxY,
-            .step = runState.shiftStep};
-}
-
-// The next whole degree, summed in single precision: the last one may land past angleMax and drop out. Infinity ends
-// the search where the angle is too large for a degree to change it.
-float nextAngle(float angle) {
+// The next whole degree, summed in single precision: the last one may land past angleMax and drop out. False behind the
+// last one, and where a degree more changes nothing: of a range with a bound that is no number the first is tried
+// alone.
+bool advanceAngle(float& angle) {
     const auto next = static_cast<float>(static_cast<double>(angle) + radiansPerDegree);
-    return next == angle ? HUGE_VALF : next;
+    if (!(next > angle) || next > runState.angleMax) return false;
+    angle = next;
+    return true;
 }
 
 // A score that some candidate reaches. It changes how soon the others are given up, never which one is found.
-float findCeiling() {
+float findCeiling(const ShiftRange& range) {
     ShiftMatch guess = {.score = HUGE_VALF, .x = 0, .y = 0};
     float ceiling = HUGE_VALF;
-    for (float angle = runState.angleMin; angle <= runState.angleMax; angle = nextAngle(angle)) {
+    float angle = runState.angleMin;
+    do {
         Image window = makeComparisonWindow(angle);
-        guess = guessShift(window, runState.reference, shiftRange(), guess);
+        guess = guessShift(window, runState.reference, range, guess);
         releaseImage(window);
         ceiling = std::min(ceiling, guess.score);
-    }
+    } while (advanceAngle(angle));
     return ceiling;
 }
 
-// Every whole degree from angleMin on with every shift.
-Placement searchCoarsely() {
-    const float ceiling = findCeiling();
-    Placement best;
-    int32_t stars = 0;
-    for (float angle = runState.angleMin; angle <= runState.angleMax; angle = nextAngle(angle)) {
-        if (turns()) {
-            const float progress =
-                (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
-            stars = printStars(stars, truncateToInteger(progress) + 1);
-        }
-        Image window = makeComparisonWindow(angle);
-        if (searchShift(window, runState.reference, shiftRange(), ceiling, best.shift)) best.angle = angle;
-        releaseImage(window);
+// Lengthens the row of stars to what the angle asks for; with a single angle there is none.
+void printAngleProgress(int32_t& stars, float angle) {
+    int32_t target = 0;
+    if (searchesAngles()) {
+        const float progress = (angle - runState.angleMin) / (runState.angleMax - runState.angleMin) * starsPerRange;
+        target = truncateToInteger(static_cast<double>(progress)) + 1;
     }
+    stars = printProgress(stars, target);
+}
+
+// Every whole degree from angleMin on with every shift.
+CoarseMatch searchCoarsely(const ShiftRange& range) {
+    CoarseMatch best;
+    if (runState.angleMin > runState.angleMax) return best;
+    int32_t stars = 0;
+    printAngleProgress(stars, runState.angleMin);  // before the first look at anything
+    const float ceiling = findCeiling(range);
+    float angle = runState.angleMin;
+    do {
+        printAngleProgress(stars, angle);
+        Image window = makeComparisonWindow(angle);
+        if (searchShift(window, runState.reference, range, ceiling, best.shift)) best.angle = angle;
+        releaseImage(window);
+    } while (advanceAngle(angle));
     return best;
 }
 
@@ -135,42 +134,27 @@ float refineAngle(float angle) {
     return angle;
 }
 
-void appendToShiftList(const ShiftMatch& shift) {
-    if (runState.shiftMinX == runState.shiftMaxX && runState.shiftMinY == runState.shiftMaxY) return;
-    std::fprintf(runState.shiftList, "%i %i ", shift.x, shift.y);
-    if (shift.x == runState.shiftMaxX || shift.x == runState.shiftMinX || shift.y == runState.shiftMaxY ||
-        shift.y == runState.shiftMinY) {
-        std::printf(
-            "\n!!! Attention : la valeur maximum de decalage autoris\x8E"
-            "e a ete atteinte.\n");
-        std::fprintf(runState.shiftList, "  Non optimal");
-    }
-    std::fprintf(runState.shiftList, "\n");
-    std::fflush(runState.shiftList);  // a run that dies keeps its lines
-}
-
 }  // namespace
 
-void searchRotationAndTranslation() {
+bool searchesAngles() {
+    return runState.angleMin != runState.angleMax;
+}
+
+GlobalMatch searchRotationAndTranslation(const ShiftRange& range) {
     std::printf("Ajustement global : \n");
     if (runState.angleResolution == 0.0f) {
         std::printf("Erreur : resolution angulaire nulle");
         fatalError();
     }
     printRuler();
-    Placement best = searchCoarsely();
-    const ShiftMatch& shift = best.shift;
-    if (turns()) {
-        best.angle = refineAngle(best.angle);
-        std::printf("\ntheta=%f  DeltaX=%i   DeltaY=%i\n", static_cast<double>(best.angle) * 180 * inversePi, shift.x,
-                    shift.y);
+    const CoarseMatch coarse = searchCoarsely(range);
+    Pose pose = {.angle = coarse.angle, .shiftX = coarse.shift.x, .shiftY = coarse.shift.y};
+    if (searchesAngles()) {
+        pose.angle = refineAngle(coarse.angle);
+        std::printf("\ntheta=%f  DeltaX=%i   DeltaY=%i\n", static_cast<double>(pose.angle) * 180 * inversePi,
+                    pose.shiftX, pose.shiftY);
     } else {
-        std::printf("\nDeltaX=%i   DeltaY=%i\n", shift.x, shift.y);
+        std::printf("\nDeltaX=%i   DeltaY=%i\n", pose.shiftX, pose.shiftY);
     }
-    appendToShiftList(shift);
-    Image& current = runState.current;
-    const Image aligned =
-        makeAlignedImage(current, best.angle, static_cast<float>(shift.x), static_cast<float>(shift.y));
-    releaseImage(current);
-    current = aligned;
+    return {pose, range};
 }

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <vector>
 
-#include "align/global/difference.h"
-#include "align/global/pair_cost.h"
+#include "align/measure/difference.h"
+#include "align/measure/pair_cost.h"
 
 namespace {
 
@@ -59,7 +59,7 @@ AxisRange makeAxisRange(int64_t min, int64_t max, int64_t step, int64_t offset, 
 // How much a row differs from itself two columns on: what a row of plain sky does not.
 double measureContrast(const Image& image, int64_t y) {
     const auto width = static_cast<size_t>(image.width);
-    return width < 3 ? 0.0 : fastestRowKernel().estimateRow(rowOf(image, y), rowOf(image, y) + 2, width - 2);
+    return width < 3 ? 0.0 : rowKernel().estimateRow(rowOf(image, y), rowOf(image, y) + 2, width - 2);
 }
 
 void listRows(ShiftSearch& search) {
@@ -121,7 +121,7 @@ float scoreExactly(const ShiftSearch& search, const Overlap& overlap) {
 
 // Of the candidates of one y, those that may score as low as ceiling.
 void dropLosers(const ShiftSearch& search, std::vector<Candidate>& candidates) {
-    const EstimateRow estimateRow = fastestRowKernel().estimateRow;
+    const EstimateRow estimateRow = rowKernel().estimateRow;
     for (const int64_t row : search.dataRows) {
         for (Candidate& candidate : candidates) {
             const Pixel *a, *b;

@@ -9,7 +9,7 @@
 #include "align/global/shift_search.h"
 #include "core/processor_time.h"
 #include "core/progress.h"
-#include "core/run_state.h"
+#include "state/run_state.h"
 
 namespace {
 
@@ -25,22 +25,23 @@ int64_t findLast(float bound) {
 }
 
 // A bound of the second stage: full pixels around a reduced shift. Reduced shifts far outside would leave 32 bits.
-int32_t enlarge(int32_t reducedShift, float beyond) {
+int64_t enlarge(int32_t reducedShift, float beyond) {
     const float bound = static_cast<float>(reducedShift) * scale + beyond;
-    return static_cast<int32_t>(std::clamp(static_cast<int64_t>(bound), int64_t{-2147483647}, int64_t{2147483647}));
+    return std::clamp(static_cast<int64_t>(bound), int64_t{-2147483647}, int64_t{2147483647});
 }
 
-ShiftMatch searchReducedCopies() {
+ShiftMatch searchReducedCopies(const ShiftRange& range) {
     Image reducedCurrent = makeScaledCopy(runState.current, reduction);
     Image reducedReference = makeScaledCopy(runState.reference, reduction);
-    const ShiftRange range = {.minX = static_cast<int64_t>(static_cast<float>(runState.shiftMinX) * reduction),
-                              .maxX = findLast(static_cast<float>(runState.shiftMaxX) * reduction),
-                              .minY = static_cast<int64_t>(static_cast<float>(runState.shiftMinY) * reduction),
-                              .maxY = findLast(static_cast<float>(runState.shiftMaxY) * reduction),
-                              .step = 1};
+    const auto reduce = [](int64_t bound) { return static_cast<float>(bound) * reduction; };
+    const ShiftRange reduced = {.minX = static_cast<int64_t>(reduce(range.minX)),
+                                .maxX = findLast(reduce(range.maxX)),
+                                .minY = static_cast<int64_t>(reduce(range.minY)),
+                                .maxY = findLast(reduce(range.maxY)),
+                                .step = 1};
     ShiftMatch best = {.score = 1e24f, .x = 0, .y = 0};
-    const float ceiling = guessShift(reducedCurrent, reducedReference, range, best).score;
-    searchShift(reducedCurrent, reducedReference, range, ceiling, best);
+    const float ceiling = guessShift(reducedCurrent, reducedReference, reduced, best).score;
+    searchShift(reducedCurrent, reducedReference, reduced, ceiling, best);
     releaseImage(reducedCurrent);
     releaseImage(reducedReference);
     return best;
@@ -48,21 +49,15 @@ ShiftMatch searchReducedCopies() {
 
 }  // namespace
 
-void searchTranslation() {
+GlobalMatch searchTranslation(const ShiftRange& range) {
     std::printf("Recherche de la meilleure translation : \n");
     const uint32_t start = readProcessorSeconds();
     printRuler();
-    const ShiftMatch coarse = searchReducedCopies();
+    const ShiftMatch coarse = searchReducedCopies(range);
     std::printf("(Temps Phase1 : %u)\n", readProcessorSeconds() - start);
-    const int32_t minX = runState.shiftMinX, maxX = runState.shiftMaxX;
-    const int32_t minY = runState.shiftMinY, maxY = runState.shiftMaxY;
-    runState.shiftMinX = enlarge(coarse.x - 1, -margin);
-    runState.shiftMaxX = enlarge(coarse.x + 1, margin);
-    runState.shiftMinY = enlarge(coarse.y - 1, -margin);
-    runState.shiftMaxY = enlarge(coarse.y + 1, margin);
-    searchRotationAndTranslation();
-    runState.shiftMinX = minX;
-    runState.shiftMaxX = maxX;
-    runState.shiftMinY = minY;
-    runState.shiftMaxY = maxY;
+    return searchRotationAndTranslation({.minX = enlarge(coarse.x - 1, -margin),
+                                         .maxX = enlarge(coarse.x + 1, margin),
+                                         .minY = enlarge(coarse.y - 1, -margin),
+                                         .maxY = enlarge(coarse.y + 1, margin),
+                                         .step = range.step});
 }

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "imageio/image.h"
+
+// Lower bounds of what pairs of pixels cost, by a few operations a pair: enough to rule most shifts of a block out.
+//
+// Where pixel a of a picture that stays where it is (still) faces pixel b of one that takes many places (moving), the
+// difference d of a pair's cost is |a|^2 - 2ab + |b|^2. The squares are summed once a pixel (norms), so that a pair
+// costs a product of four bytes a side (factors) and two additions. The bytes on one side must have a sign and fit the
+// other's weights of 4, so green and red, which are flat nearly everywhere in gradient images, are clipped to 96 to
+// 159; clipping both sides never makes d larger. Blue keeps its range. With k d^2 + d for the cost and 2 k 127 < 1,
+//     k (d + 127)^2 - k 127^2 <= cost,
+// so the squares of e = d + 127 are all that is summed. A pixel without data has a norm so far below zero that e, which
+// is never taken below 127, counts as nothing.
+
+constexpr int32_t bendOffset = 127;  // what e has more than d
+constexpr int32_t maskedNorm = -(1 << 28);
+constexpr int32_t middleGradient = 128, lowestGradient = -32, highestGradient = 31;  // of green and red, as clipped
+
+/// Sixteen neighbouring pixels of a moving picture.
+struct alignas(64) MovingPixels {
+    static constexpr size_t count = 16;
+    uint32_t factors[count];
+    int32_t norms[count];
+};
+
+/// Prepares pixels of a still picture.
+using PrepareStill = void (*)(const Pixel* pixels, size_t count, uint32_t* factors, int32_t* norms);
+
+/// Prepares pixels of a moving picture, as many as fill records, which lie stride apart.
+using PrepareMoving = void (*)(const Pixel* pixels, size_t count, MovingPixels* moving, size_t stride);
+
+/// Sixteen columns of still pixels, rows apart by stride, and where their rows face a moving picture at several shifts:
+/// row y at shift s is moving[movingRows[y * shifts + s]].
+struct FacingColumns {
+    const uint32_t* factors;
+    const int32_t* norms;
+    size_t stride, rows;
+    const MovingPixels* moving;
+    const int32_t* movingRows;
+    size_t shifts;
+};
+
+/// The sums of e^2 down each column, for each shift: of column i at shift s, sums[s * sumStride + i].
+using SumColumns = void (*)(const FacingColumns& columns, float* sums, size_t sumStride);
+
+/// Adds the sums of count columns at a time to totals: of row r, whose columns start at sums + r * sumStride, to
+/// totals[r].
+using AddRuns = void (*)(const float* sums, size_t sumStride, size_t count, float* totals, size_t rows);
+
+struct ColumnKernel {
+    PrepareStill prepareStill;
+    PrepareMoving prepareMoving;
+    SumColumns sumColumns;
+    AddRuns addRuns;
+};
+
+void prepareStillPlain(const Pixel* pixels, size_t count, uint32_t* factors, int32_t* norms);
+
+/// The version of the vector level in use.
+[[nodiscard]] const ColumnKernel& columnKernel();
+
+/// What the squares of that many pairs must add up to, in single precision and any order of up to 2^8 roundings, for
+/// the exact costs to exceed a sum.
+[[nodiscard]] double findLargestSquares(double sum, int64_t pairs);

@@ -1,3 +1,0 @@
-#include "core/run_state.h"
-
-RunState runState;

@@ -1,0 +1,47 @@
+#include "run/driver.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "composite/composite.h"
+#include "core/processor_time.h"
+#include "run/shift_list.h"
+#include "run/steps.h"
+#include "script/script_reader.h"
+#include "state/run_state.h"
+
+namespace {
+
+void readCommandLine(int argumentCount, char** arguments) {
+    setScriptPath(argumentCount < 2 ? "ScriptQuillorne2.txt" : arguments[1]);
+    runState.noWaitAtEnd = argumentCount < 2 ? 0 : 1;
+    if (argumentCount > 2) {
+        std::printf("Trop de fichiers : seul le premier fichier pourra \x90tre traite\n");
+        std::printf("Veuillez faire un script pour lancer plusieurs fois Quillorne\n");
+    }
+}
+
+}  // namespace
+
+int runBatch(int argumentCount, char** arguments) {
+    prepareProcess();
+    readCommandLine(argumentCount, arguments);
+    printBanner();
+    const uint32_t start = readProcessorSeconds();
+    readScript();
+    loadReference();
+    if (runState.compositeName != nullptr) allocateComposite();
+    openShiftList();
+    for (int32_t entry = 1; entry <= runState.imageCount; ++entry) processImage(entry);
+    closeShiftList();
+    if (runState.compositeName != nullptr) writeComposite();
+    releaseRunState();
+    std::printf("\nTemps pour l'ensemble du calcul: %u secondes\n", readProcessorSeconds() - start);
+    std::printf("Fin de l'execution de Quillorne\n");
+    if (runState.noWaitAtEnd == 0) {
+        std::printf("Appuyez sur entree pour quitter\n");
+        std::fflush(stdout);
+        std::getchar();
+    }
+    return runState.outputFailed;
+}
