@@ -33,14 +33,14 @@ TEST(Bmp, OfTwoRows) {
         "BM\x46\0\0\0\0\0\0\0\x36\0\0\0\x28\0\0\0\2\0\0\0\2\0\0\0\1\0\x18\0\0\0\0\0\0\0\0\0\x18\x0B\0\0"
         "\x18\x0B\0\0\0\0\0\0\0\0\0\0\7\10\11\12\13\14\0\0\1\2\3\4\5\6\0\0";
     EXPECT_EQ(whole, std::string(expected, 70));
-    const std::string incomplete = "Attention : fichier incomplet, les pixels manquants sont sans donnees\n";
+    const std::string incomplete = "Attention : fichier incomplet, les pixels manquants sont sans donnees : in.bmp\n";
     const struct {
         const char* what;
         size_t at;
         std::string patch;
         size_t length;
         std::array<int, 4> blue;  // green is one more, red two; -1: no data
-        std::string message;
+        std::string notice;
     } cases[] = {{"as written", 0, "B", 70, {1, 4, 7, 10}, ""},
                  {"top row first", bmpHeightOffset, "\xFE\xFF\xFF\xFF", 70, {7, 10, 1, 4}, ""},
                  {"cut in the padding", 0, "B", 68, {1, 4, 7, 10}, ""},
@@ -48,13 +48,15 @@ TEST(Bmp, OfTwoRows) {
                  {"cut in the first row", 0, "B", 59, {-1, -1, 7, -1}, incomplete},
                  {"rows behind the end", bmpDataOffsetOffset, "\x46", 70, {-1, -1, -1, -1}, incomplete},
                  {"rows from the second on", bmpDataOffsetOffset, "\x3E", 70, {-1, -1, 1, 4}, incomplete}};
-    for (const auto& [what, at, patch, length, blue, message] : cases) {
+    for (const auto& [what, at, patch, length, blue, notice] : cases) {
         std::string bytes = whole;
         writeFile("in.bmp", bytes.replace(at, patch.size(), patch).substr(0, length));
         Image image;
         testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
         EXPECT_EQ(readBmp(image, "in.bmp"), bmpLoaded);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Chargement du fichier in.bmp" + message) << what;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Chargement du fichier in.bmp") << what;
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), notice) << what;
         Pixel rows[4] = {};
         for (size_t i = 0; i < 4; ++i)
             if (const int b = blue[i]; b >= 0) rows[i] = {uint8_t(b), uint8_t(b + 1), uint8_t(b + 2), 255};

@@ -40,9 +40,10 @@ BmpHeader readHeader(std::FILE* file) {
             .compression = field(bmpCompressionOffset, 4)};
 }
 
-// Whether the file holds that many bytes behind its header fields; a pipe cannot tell, and counts as not holding them.
-bool holdsBytes(std::FILE* file, double byteCount) {
-    return std::fseek(file, 0, SEEK_END) == 0 && static_cast<double>(std::ftell(file)) >= byteCount;
+// Whether the file holds at least half of that many bytes: one that lacks more was never that picture. A pipe cannot
+// tell, and counts as not holding them.
+bool holdsHalf(std::FILE* file, double byteCount) {
+    return std::fseek(file, 0, SEEK_END) == 0 && 2.0 * static_cast<double>(std::ftell(file)) >= byteCount;
 }
 
 // To an absolute position; a pipe, which cannot go there, is read up to it.
@@ -102,7 +103,7 @@ int32_t readBmp(Image& image, const char* path) {
     // A few damaged bytes must not fetch gigabytes for pixels that do not exist. The product may need 64 bits and more.
     const double promised =
         static_cast<double>(computeRowStride(header.bitsPerPixel / 8, header.width)) * static_cast<double>(height);
-    if (promised >= largePicture && !holdsBytes(file, header.dataOffset + promised)) stopForMemory();
+    if (promised >= largePicture && !holdsHalf(file, header.dataOffset + promised)) stopForMemory();
 
     Image loaded =
         header.bitsPerPixel == 24 ? makeUnfilledImage(header.width, height) : makeImage(header.width, height);
@@ -110,7 +111,8 @@ int32_t readBmp(Image& image, const char* path) {
     if (header.bitsPerPixel == 8) {
         for (int i = 0; i < 100; ++i) std::printf("La sauvegarde en N&B n'est pas encore possible\n");
     } else if (!readRows(file, loaded, header.height < 0)) {
-        std::printf("Attention : fichier incomplet, les pixels manquants sont sans donnees\n");
+        std::fflush(stdout);  // a notice of our own, behind the line that names the file
+        std::fprintf(stderr, "Attention : fichier incomplet, les pixels manquants sont sans donnees : %s\n", path);
     }
     std::fclose(file);
     image.pixels = loaded.pixels;

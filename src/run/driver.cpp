@@ -2,6 +2,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "composite/composite.h"
 #include "core/processor_time.h"
@@ -11,6 +14,22 @@
 #include "state/run_state.h"
 
 namespace {
+
+// Only where it is no script: any other word is a script's path.
+bool asksFor(const char* option, int argumentCount, char** arguments) {
+    if (argumentCount != 2 || std::strcmp(arguments[1], option) != 0) return false;
+    std::error_code ignored;
+    return !std::filesystem::exists(option, ignored);
+}
+
+void printUsage() {
+    std::printf(
+        "Usage : quillorne [SCRIPT]\n"
+        "Aligne et additionne les images BMP que nomme le script ; sans argument, ScriptQuillorne2.txt.\n"
+        "  --help     affiche cette aide\n"
+        "  --version  affiche la version\n"
+        "Le langage des scripts : man quillorne\n");
+}
 
 void readCommandLine(int argumentCount, char** arguments) {
     setScriptPath(argumentCount < 2 ? "ScriptQuillorne2.txt" : arguments[1]);
@@ -25,6 +44,14 @@ void readCommandLine(int argumentCount, char** arguments) {
 
 int runBatch(int argumentCount, char** arguments) {
     prepareProcess();
+    if (asksFor("--help", argumentCount, arguments)) {
+        printUsage();
+        return 0;
+    }
+    if (asksFor("--version", argumentCount, arguments)) {
+        std::printf("quillorne %s\n", QUILLORNE_VERSION);
+        return 0;
+    }
     readCommandLine(argumentCount, arguments);
     printBanner();
     const uint32_t start = readProcessorSeconds();

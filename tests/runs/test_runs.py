@@ -37,7 +37,7 @@ search = b"Recherche de la meilleure translation : \n" + ruler + b"(Temps Phase1
 bound_reached = b"\n!!! Attention : la valeur maximum de decalage autoris\x8ee a ete atteinte.\n"
 end = b"\nTemps pour l'ensemble du calcul: T secondes\nFin de l'execution de Quillorne\n"
 out_of_memory = b"Erreur : pas assez de memoire \n"
-incomplete = b"Attention : fichier incomplet, les pixels manquants sont sans donnees\n"
+incomplete = b"Attention : fichier incomplet, les pixels manquants sont sans donnees : bad.bmp\n"
 unsupported = b"Erreur fatale: mode d'image non supporte\n"
 compressed = b"Fichier BMP compresse: chargement impossible\n"
 
@@ -186,7 +186,9 @@ class BadFiles(unittest.TestCase):
         with self.subTest(what):
             script = b"Reference ref.bmp\nSource moved.bmp a.bmp\nSource bad.bmp bad_out.bmp\nSource moved.bmp b.bmp\n"
             outcome = run(script, usual_files | files, prepare=prepare)
-            self.assertIn(b"Chargement du fichier bad.bmp" + message + (fatal_lines if fatal else b""), outcome.console)
+            on_console = b"Recherche" if message == incomplete else message + (fatal_lines if fatal else b"")
+            self.assertIn(b"Chargement du fichier bad.bmp" + on_console, outcome.console)
+            self.assertEqual(outcome.notices, incomplete if message == incomplete else b"")
             self.assertEqual(outcome.status, -signal.SIGABRT if fatal else 0)
             self.assertEqual(outcome.files.get("b.bmp"), None if fatal else restored)
             self.assertEqual(outcome.files["a.bmp"], restored)  # what was done before stays

@@ -46,7 +46,8 @@ def shift_rows(rows, dx, dy, beside):
 class Outcome(NamedTuple):
     status: int
     console: bytes
-    files: dict  # those that the run left behind, by name
+    notices: bytes  # on standard error
+    files: dict     # those that the run left behind, by name
 
 
 def write_files(directory, files):
@@ -67,10 +68,10 @@ def run(script, files, arguments=("script",), prepare=None, **options):
         write_files(directory, files)
         if prepare is not None:
             prepare(directory)
-        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
+        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
         process = subprocess.run([program, *arguments], cwd=directory, timeout=120, **streams)
         left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
-        return Outcome(process.returncode, without_times(process.stdout or b""), left)
+        return Outcome(process.returncode, without_times(process.stdout or b""), process.stderr or b"", left)
 
 
 @contextmanager
