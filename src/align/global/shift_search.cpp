@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <vector>
 
+#include "align/global/telling_segments.h"
 #include "align/measure/difference.h"
 #include "align/measure/pair_cost.h"
 
@@ -12,7 +14,8 @@ namespace {
 
 // Every shift has its exact score, but few shifts need all of their pairs read: costs are never negative and the number
 // of pairs is known beforehand, so a placement is given up as soon as the costs estimated so far cannot score as low as
-// the ceiling. Those rows are read first that tell placements apart best, and all shifts of one y share each row.
+// the ceiling. What tells placements apart best is read first, by all shifts of one y: at first short segments, stars
+// and edges, which rule most shifts out; then whole rows.
 
 // What a sum of estimates must exceed its limit by so that the exact score is above it: the error of the estimates and
 // the roundings of score and pair count, 2^-24 each.
@@ -38,6 +41,7 @@ struct ShiftSearch {
     const Image& moving;
     const Image& fixed;
     AxisRange x, y;
+    TellingSegments telling;            // read first
     std::vector<int64_t> dataRows;      // rows of moving that hold data, the most telling first
     std::vector<int64_t> maskedRowsTo;  // entry y: rows above row y that hold none
 };
@@ -56,12 +60,6 @@ AxisRange makeAxisRange(int64_t min, int64_t max, int64_t step, int64_t offset, 
             std::min(count - 1, divideDown(highest - min, step))};
 }
 
-// How much a row differs from itself two columns on: what a row of plain sky does not.
-double measureContrast(const Image& image, int64_t y) {
-    const auto width = static_cast<size_t>(image.width);
-    return width < 3 ? 0.0 : rowKernel().estimateRow(rowOf(image, y), rowOf(image, y) + 2, width - 2);
-}
-
 void listRows(ShiftSearch& search) {
     const Image& moving = search.moving;
     std::vector<double> contrast(static_cast<size_t>(moving.height));
@@ -72,7 +70,7 @@ void listRows(ShiftSearch& search) {
         search.maskedRowsTo.push_back(search.maskedRowsTo.back() + (hasData ? 0 : 1));
         if (!hasData) continue;
         search.dataRows.push_back(y);
-        contrast[static_cast<size_t>(y)] = measureContrast(moving, y);
+        contrast[static_cast<size_t>(y)] = measureContrast(row, moving.width);
     }
     std::stable_sort(search.dataRows.begin(), search.dataRows.end(), [&contrast](int64_t a, int64_t b) {
         return contrast[static_cast<size_t>(a)] > contrast[static_cast<size_t>(b)];
@@ -87,6 +85,7 @@ ShiftSearch prepareSearch(const Image& moving, const Image& fixed, const ShiftRa
                            fixed.width),
         .y = makeAxisRange(range.minY, range.maxY, range.step, int64_t{moving.originY} - fixed.originY, moving.height,
                            fixed.height),
+        .telling = {},
         .dataRows = {},
         .maskedRowsTo = {},
     };
@@ -119,8 +118,52 @@ float scoreExactly(const ShiftSearch& search, const Overlap& overlap) {
     return computeScore(sum, overlap.width * overlap.height);
 }
 
-// Of the candidates of one y, those that may score as low as ceiling.
-void dropLosers(const ShiftSearch& search, std::vector<Candidate>& candidates) {
+bool hasLost(const Candidate& candidate) {
+    return candidate.sum > candidate.largestSum;
+}
+
+Reach findReach(const ShiftSearch& search) {
+    const Image &moving = search.moving, &fixed = search.fixed;
+    const int64_t offsetX = int64_t{moving.originX} - fixed.originX, offsetY = int64_t{moving.originY} - fixed.originY;
+    return {.left = std::max<int64_t>(0, -(search.x.at(search.x.last) + offsetX)),
+            .right = std::min<int64_t>(fixed.width, moving.width - search.x.at(search.x.first) - offsetX),
+            .top = std::max<int64_t>(0, -(search.y.at(search.y.last) + offsetY)),
+            .bottom = std::min<int64_t>(fixed.height, moving.height - search.y.at(search.y.first) - offsetY)};
+}
+
+// The facing pixels of a segment at a placement; false where it lies not wholly in the overlap. A segment of fixed that
+// faces a telling one of moving is left out: its pairs count already.
+bool findFacingSegment(const ShiftSearch& search, const Overlap& overlap, const Segment& segment, const Pixel*& a,
+                       const Pixel*& b) {
+    const int64_t fromA = segment.ofMoving ? 0 : overlap.aX - overlap.bX, fromB = fromA + overlap.bX - overlap.aX;
+    const int64_t x = segment.x + fromA;
+    const int64_t y = segment.y + (segment.ofMoving ? 0 : overlap.aY - overlap.bY);
+    if (x < overlap.aX || x + segmentLength > overlap.aX + overlap.width) return false;
+    if (y < overlap.aY || y >= overlap.aY + overlap.height) return false;
+    if (!segment.ofMoving && countsAlready(search.telling, x, y)) return false;
+    a = rowOf(search.moving, y) + x;
+    b = rowOf(search.fixed, y - overlap.aY + overlap.bY) + segment.x + fromB;
+    return true;
+}
+
+// Of the candidates of one y, those that the telling segments leave a chance.
+void dropBySegments(const ShiftSearch& search, std::vector<Candidate>& candidates) {
+    const EstimateRow estimateRow = rowKernel().estimateRow;
+    for (const Segment& segment : search.telling.segments) {
+        for (Candidate& candidate : candidates) {
+            const Pixel *a, *b;
+            if (findFacingSegment(search, candidate.overlap, segment, a, b)) {
+                candidate.sum += estimateRow(a, b, segmentLength);
+            }
+        }
+        std::erase_if(candidates, hasLost);
+        if (candidates.empty()) return;
+    }
+    for (Candidate& candidate : candidates) candidate.sum = 0.0;  // whole rows begin anew
+}
+
+// Those that may score as low as the ceiling.
+void dropByRows(const ShiftSearch& search, std::vector<Candidate>& candidates) {
     const EstimateRow estimateRow = rowKernel().estimateRow;
     for (const int64_t row : search.dataRows) {
         for (Candidate& candidate : candidates) {
@@ -128,7 +171,7 @@ void dropLosers(const ShiftSearch& search, std::vector<Candidate>& candidates) {
             if (!findFacingRows(search, candidate.overlap, row, a, b)) continue;
             candidate.sum += estimateRow(a, b, static_cast<size_t>(candidate.overlap.width));
         }
-        std::erase_if(candidates, [](const Candidate& candidate) { return candidate.sum > candidate.largestSum; });
+        std::erase_if(candidates, hasLost);
         if (candidates.empty()) return;
     }
 }
@@ -158,10 +201,27 @@ void tryFirstWithoutOverlap(const ShiftSearch& search, ShiftMatch& best, bool& f
     takeBetter(best, found, scoreWithoutPairs, x.at(i), y.at(j));
 }
 
+// About the mean cost of a placement, from the rows that tell most.
+float glance(const ShiftSearch& search, const Overlap& overlap) {
+    constexpr size_t rowsToGlanceAt = 24;
+    double sum = 0.0;
+    int64_t pairs = 0;
+    for (const int64_t row : std::span(search.dataRows).first(std::min(rowsToGlanceAt, search.dataRows.size()))) {
+        const Pixel *a, *b;
+        if (!findFacingRows(search, overlap, row, a, b)) continue;
+        sum += rowKernel().estimateRow(a, b, static_cast<size_t>(overlap.width));
+        pairs += overlap.width;
+    }
+    return pairs == 0 ? HUGE_VALF : static_cast<float>(sum / static_cast<double>(pairs));
+}
+
 }  // namespace
 
 bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, float ceiling, ShiftMatch& best) {
-    const ShiftSearch search = prepareSearch(moving, fixed, range);
+    ShiftSearch search = prepareSearch(moving, fixed, range);
+    if (!search.dataRows.empty()) {
+        search.telling = listTellingSegments(moving, search.dataRows, fixed, findReach(search));
+    }
     bool found = false;
     tryFirstWithoutOverlap(search, best, found);
     std::vector<Candidate> candidates;
@@ -175,7 +235,8 @@ bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& rang
             const double pairs = static_cast<double>(overlap.width) * static_cast<double>(overlap.height);
             candidates.push_back({.x = x, .overlap = overlap, .largestSum = largestMean * pairs, .sum = 0.0});
         }
-        dropLosers(search, candidates);
+        dropBySegments(search, candidates);
+        dropByRows(search, candidates);
         for (const Candidate& candidate : candidates) {
             takeBetter(best, found, scoreExactly(search, candidate.overlap), candidate.x, y);
         }
@@ -198,7 +259,7 @@ ShiftMatch guessShift(const Image& moving, const Image& fixed, const ShiftRange&
             for (const auto& [di, dj] : moves) {
                 const int64_t i = std::clamp(fromI + di * stride, x.first, x.last);
                 const int64_t j = std::clamp(fromJ + dj * stride, y.first, y.last);
-                const float score = scoreExactly(search, overlapAt(search, x.at(i), y.at(j)));
+                const float score = glance(search, overlapAt(search, x.at(i), y.at(j)));
                 if (score >= guess.score) continue;
                 guess = {score, static_cast<int32_t>(x.at(i)), static_cast<int32_t>(y.at(j))};
                 centreI = i;
@@ -207,5 +268,8 @@ ShiftMatch guessShift(const Image& moving, const Image& fixed, const ShiftRange&
             }
         }
     }
+    guess.score = scoreExactly(search, overlapAt(search, x.at(centreI), y.at(centreJ)));
+    guess.x = static_cast<int32_t>(x.at(centreI));
+    guess.y = static_cast<int32_t>(y.at(centreJ));
     return guess;
 }
