@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/fatal_error.h"
+#include "core/platform.h"
 #include "imageio/bmp_layout.h"
 #include "imageio/input_file.h"
 #include "imageio/pixel_packing.h"
@@ -43,12 +44,12 @@ BmpHeader readHeader(std::FILE* file) {
 // Whether the file holds at least half of that many bytes: one that lacks more was never that picture. A pipe cannot
 // tell, and counts as not holding them.
 bool holdsHalf(std::FILE* file, double byteCount) {
-    return std::fseek(file, 0, SEEK_END) == 0 && 2.0 * static_cast<double>(std::ftell(file)) >= byteCount;
+    return 2.0 * static_cast<double>(measureFile(file)) >= byteCount;
 }
 
 // To an absolute position; a pipe, which cannot go there, is read up to it.
 void skipTo(std::FILE* file, uint32_t position) {
-    if (std::fseek(file, static_cast<long>(position), SEEK_SET) == 0) return;
+    if (seekTo(file, position)) return;
     for (size_t at = fieldBytes; at < position && std::fgetc(file) != EOF; ++at) {
     }
 }

@@ -1,6 +1,5 @@
 #include "run/steps.h"
 
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -10,6 +9,7 @@
 #include "align/global/translation_search.h"
 #include "composite/composite.h"
 #include "core/fatal_error.h"
+#include "core/platform.h"
 #include "core/processor_time.h"
 #include "imageio/bmp_reader.h"
 #include "imageio/bmp_writer.h"
@@ -18,13 +18,7 @@
 
 void prepareProcess() {
     std::set_new_handler(stopForMemory);
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
-    // A run started with its standard streams closed would open its pictures under their numbers, 0 to 2, and print
-    // into them: those numbers are taken first.
-    std::FILE* file = std::fopen("/dev/null", "r+");
-    while (file != nullptr && fileno(file) <= 2) file = std::fopen("/dev/null", "r+");
-    if (file != nullptr) std::fclose(file);
+    preparePlatform();
 }
 
 void setScriptPath(const char* path) {

@@ -13,7 +13,7 @@ char* takeArgument() {
 }
 
 int32_t parseInteger(const char* text) {
-    return static_cast<int32_t>(std::clamp(std::strtol(text, nullptr, 10), -2147483647L, 2147483647L));
+    return static_cast<int32_t>(std::clamp(std::strtoll(text, nullptr, 10), -2147483647LL, 2147483647LL));
 }
 
 float parseDecimal(const char* text) {

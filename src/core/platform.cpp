@@ -1,0 +1,48 @@
+#include "core/platform.h"
+
+#if defined(_WIN32)
+
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+void preparePlatform() {
+    // Line ends as they are printed, and no window that asks what to do about a fatal error.
+    _setmode(_fileno(stdout), _O_BINARY);
+    _setmode(_fileno(stderr), _O_BINARY);
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+}
+
+bool seekTo(std::FILE* file, int64_t position) {
+    return _fseeki64(file, position, SEEK_SET) == 0;
+}
+
+int64_t measureFile(std::FILE* file) {
+    return _fseeki64(file, 0, SEEK_END) == 0 ? _ftelli64(file) : -1;
+}
+
+#else
+
+#include <unistd.h>
+
+#include <csignal>
+
+void preparePlatform() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    // A run started with its standard streams closed would open its pictures under their numbers, 0 to 2, and print
+    // into them: those numbers are taken first.
+    std::FILE* file = std::fopen("/dev/null", "r+");
+    while (file != nullptr && fileno(file) <= STDERR_FILENO) file = std::fopen("/dev/null", "r+");
+    if (file != nullptr) std::fclose(file);
+}
+
+bool seekTo(std::FILE* file, int64_t position) {
+    return fseeko(file, position, SEEK_SET) == 0;
+}
+
+int64_t measureFile(std::FILE* file) {
+    return fseeko(file, 0, SEEK_END) == 0 ? ftello(file) : -1;
+}
+
+#endif
