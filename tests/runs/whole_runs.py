@@ -62,26 +62,26 @@ def read_files(directory):
     return {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir() if path.is_file()}
 
 
-def run(script, files, arguments=("script",), command=program, prepare=None, **options):
+def run(script, files, arguments=("script",), command=program, prepare=lambda directory: None, **options):
     """Runs the program, or what stands for it, in a folder of its own. prepare is called there before; options are
     those of subprocess.run."""
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o777)
         files = {"script": script, **files}
         write_files(directory, files)
-        if prepare is not None:
-            prepare(directory)
+        prepare(directory)
         streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
-        process = subprocess.run([*command, *arguments], cwd=directory, timeout=120, **streams)
+        process = subprocess.run([*command, *arguments], cwd=directory, **{"timeout": 120, **streams})
         left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
         return Outcome(process.returncode, without_times(process.stdout or b""), process.stderr or b"", left)
 
 
 @contextmanager
-def waiting_run(script, files, last_line):
-    """A run of the standard script, which waits for a key, behind that line of its console; killed if none comes."""
+def waiting_run(script, files, last_line, prepare=lambda directory: None):
+    """A run of the standard script, which waits behind that line of its console; killed if none comes."""
     with tempfile.TemporaryDirectory() as directory:
         write_files(directory, {"ScriptQuillorne2.txt": script, **files})
+        prepare(directory)
         with subprocess.Popen(program, cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
             timer = threading.Timer(60, process.kill)
             timer.start()
