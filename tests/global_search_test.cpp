@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "align/blocks/block_alignment.h"
+#include "core/vector_level.h"
 #include "plain/plain.h"
 #include "run/steps.h"
 #include "scenes.h"
@@ -62,21 +63,23 @@ TEST(GlobalSearch, FindsWhatThePlainOneFinds) {
         runState.translationFraction = s.fraction;
         const bool turning = s.angleMin != s.angleMax;
         const auto [angle, match] = (turning ? plain::findRotationAndTranslation : plain::findTranslation)(runState);
-        const Outcome outcome = runStage([] { alignGlobally(); }, current);
-        const auto trial = testing::Message() << "round " << round << ", " << describe(current) << " on "
-                                              << describe(runState.reference) << ", angle " << angle;
         const double degrees = static_cast<double>(angle) * 180 * 0.31830988614222805;
         const std::string theta = turning ? format("\ntheta=%f  ", degrees) : "\n";
-        EXPECT_THAT(outcome.console, testing::HasSubstr(theta + format("DeltaX=%i   DeltaY=%i\n", match.x, match.y)))
-            << trial;
         const std::string line = turning && s.shift == 0 ? "" : format("%i %i ", match.x, match.y);
-        EXPECT_EQ(outcome.shiftList.substr(0, line.size()), line) << trial;
-        EXPECT_EQ(outcome.shiftList.empty(), line.empty()) << trial;
         const Image aligned =
             keep(plain::makeAlignedImage(current, angle, static_cast<float>(match.x), static_cast<float>(match.y)));
-        EXPECT_TRUE(sameImage(runState.current, aligned)) << trial;
-        EXPECT_EQ(runState.shiftMinX, -s.shift) << trial << ", bounds put back";
-        EXPECT_EQ(runState.shiftMaxY, s.shift) << trial << ", bounds put back";
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            const Outcome outcome = runStage([] { alignGlobally(); }, current);
+            const auto trial = testing::Message() << nameOf(level) << ", round " << round << ", " << describe(current)
+                                                  << " on " << describe(runState.reference) << ", angle " << angle;
+            EXPECT_THAT(outcome.console,
+                        testing::HasSubstr(theta + format("DeltaX=%i   DeltaY=%i\n", match.x, match.y)))
+                << trial;
+            EXPECT_EQ(outcome.shiftList.substr(0, line.size()), line) << trial;
+            EXPECT_EQ(outcome.shiftList.empty(), line.empty()) << trial;
+            EXPECT_TRUE(sameImage(runState.current, aligned)) << trial;
+        }
     }
 }
 
@@ -95,13 +98,16 @@ TEST(AlignBlocks, BendsAsThePlainOneDoes) {
         runState.blockShiftStep =
             std::array{1.0f, 0.5f, 2.0f, 0.25f, 0.75f, 1.5f, 0.3f}[static_cast<size_t>(round % 7)];
         const Image expected = keep(plain::alignBlocks(runState)), reference = keep(copyImage(runState.reference));
-        runStage(alignBlocks, current);
-        const auto trial = testing::Message()
-                           << "round " << round << ", " << describe(current) << ", grid " << runState.blockGridWidth
-                           << ", half-size " << runState.blockSearchWidth << ", largest shift "
-                           << runState.blockShiftMaxX << ", step " << runState.blockShiftStep;
-        EXPECT_TRUE(sameImage(runState.current, expected)) << trial;
-        EXPECT_TRUE(sameImage(runState.reference, reference)) << trial << ", reference put back";
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            runStage(alignBlocks, current);
+            const auto trial = testing::Message()
+                               << nameOf(level) << ", round " << round << ", " << describe(current) << ", grid "
+                               << runState.blockGridWidth << ", half-size " << runState.blockSearchWidth
+                               << ", largest shift " << runState.blockShiftMaxX << ", step " << runState.blockShiftStep;
+            EXPECT_TRUE(sameImage(runState.current, expected)) << trial;
+            EXPECT_TRUE(sameImage(runState.reference, reference)) << trial << ", reference put back";
+        }
     }
 }
 
