@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import re
 import resource
 import signal
 import stat
@@ -285,22 +284,6 @@ class Faults(unittest.TestCase):
                 with self.subTest(what):
                     outcome = run(full_script, usual_files, **options)
                     self.assertEqual((outcome.status, outcome.files), (0, self.whole.files))
-
-
-class Load(unittest.TestCase):
-    def measure(self, count):
-        """Peak memory in KiB of a run of that many images, read while it waits at its end."""
-        script = b"Reference ref.bmp\nCompositage sum\n" + b"Source moved.bmp a.bmp\n" * count
-        with waiting_run(script, usual_files, waiting_line) as process:
-            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
-            process.communicate(b"\n", timeout=30)
-            self.assertEqual(process.returncode, 0)
-            return int(re.search(r"VmHWM:\s+(\d+)", status)[1])
-
-    def test_memory_does_not_grow_with_the_images(self):
-        growth = self.measure(5000) - self.measure(50)
-        if not sanitized:
-            self.assertLess(growth, 1024)  # the names and the text of the script alone
 
 
 if __name__ == "__main__":
