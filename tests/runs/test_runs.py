@@ -239,7 +239,10 @@ class Faults(unittest.TestCase):
         def prepare(directory):
             full = os.path.join(directory, "full")
             if os.geteuid() == 0:  # who could delete the machine's own device
-                os.mknod(full, stat.S_IFCHR | 0o666, os.makedev(1, 7))
+                try:
+                    os.mknod(full, stat.S_IFCHR | 0o666, os.makedev(1, 7))
+                except PermissionError:
+                    raise unittest.SkipTest("a root that may not make devices")
             else:
                 os.symlink("/dev/full", full)
             os.symlink("full", os.path.join(directory, "link"))
