@@ -7,5 +7,5 @@ void benchSearches();
 void benchBlocks();
 
 /// Pictures to and from files, the composite, and a whole run of the program against the time of merely reading its
-/// sources and writing its results.
-void benchFiles(const char* program);
+/// sources and writing its results. The program's first argument is the level.
+void benchFiles(const char* program, const char* level);

@@ -70,7 +70,7 @@ void moveBytes(const std::string& folder, std::vector<char>& picture) {
     writeWhole(folder + "/sum.bmp", picture);
 }
 
-void benchWholeRun(const std::string& folder, const std::string& program) {
+void benchWholeRun(const std::string& folder, const std::string& program, const std::string& level) {
     for (int i = 0; i <= runImages; ++i) {
         Image frame = makePlanet(width, height, {0.0, i * 1.3 - 13.0, 9.0 - i}, static_cast<uint32_t>(i));
         const std::string path = folder + "/frame" + std::to_string(i) + ".bmp";
@@ -79,7 +79,7 @@ void benchWholeRun(const std::string& folder, const std::string& program) {
     }
     std::ofstream(folder + "/script.txt")
         << "Reference frame0.bmp\nTranslation 30\nCompositage sum\nSourcesbmp frame out 1 " << runImages << "\n";
-    const std::string command = "cd '" + folder + "' && '" + program + "' script.txt >/dev/null";
+    const std::string command = "cd '" + folder + "' && '" + program + "' " + level + " script.txt >/dev/null";
     std::vector<char> picture(std::filesystem::file_size(folder + "/frame0.bmp"));
     compareToFloor(
         "whole default run, 20 images", [&] { moveBytes(folder, picture); },
@@ -88,7 +88,7 @@ void benchWholeRun(const std::string& folder, const std::string& program) {
 
 }  // namespace
 
-void benchFiles(const char* program) {
+void benchFiles(const char* program, const char* level) {
     const std::string path = std::filesystem::absolute(program).string();
     const std::filesystem::path folder = std::filesystem::temp_directory_path() / "quillorne-bench";
     std::filesystem::create_directory(folder);
@@ -96,7 +96,7 @@ void benchFiles(const char* program) {
     benchAccumulation(frame);
     std::printf("\n%-52s %13s %13s %10s\n", "whole against bare reading and writing", "bare", "whole", "as long");
     benchPictureFiles(folder.string(), frame);
-    benchWholeRun(folder.string(), path);
+    benchWholeRun(folder.string(), path, level);
     releaseImage(frame);
     std::filesystem::remove_all(folder);
 }

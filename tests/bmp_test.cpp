@@ -1,3 +1,9 @@
+#include <malloc.h>
+
+#include <set>
+#include <vector>
+
+#include "core/vector_level.h"
 #include "imageio/bmp_layout.h"
 #include "imageio/bmp_reader.h"
 #include "imageio/bmp_writer.h"
@@ -5,19 +11,38 @@
 
 namespace {
 
+// Released arrays are kept for later pictures: each is handed out once, and none to a larger picture.
+TEST(MakeImage, HandsOutArraysThatFit) {
+    constexpr int32_t sides[] = {300, 290, 310, 300, 310, 260, 400, 300, 300, 299};
+    for (int round = 0; round < 3; ++round) {
+        std::vector<Image> images;
+        std::set<Pixel*> arrays;
+        for (const int32_t side : sides) {
+            images.push_back(makeImage(side, side));
+            arrays.insert(images.back().pixels);
+            EXPECT_GE(malloc_usable_size(images.back().pixels), countPixels(images.back()) * sizeof(Pixel)) << side;
+        }
+        EXPECT_EQ(arrays.size(), std::size(sides));
+        for (Image& image : images) releaseImage(image);
+    }
+}
+
 TEST(Bmp, ReadsBackWhatWasWritten) {
     enterScratchFolder();
     Random random(13);
     for (const int32_t height : {1, 2, 3, 300})
         for (const int32_t width : {1, 2, 3, 4, 5, 15, 16, 17, 33, 2000}) {
             const Image image = makeScene(random, Fill::noise, Mask::none, false, width, height);
-            Image back = {nullptr, 0, 0, 77, 88};
-            testing::internal::CaptureStdout();
-            EXPECT_TRUE(writeBmp(image, "back.bmp"));
-            EXPECT_EQ(readBmp(back, "back.bmp"), bmpLoaded);
-            EXPECT_EQ(testing::internal::GetCapturedStdout(),
-                      "Sauvegarde d'une image back.bmp FIN\nChargement du fichier back.bmp");
-            EXPECT_TRUE(sameImage(keep(back), {image.pixels, width, height, 77, 88}));
+            for (const VectorLevel level : listVectorLevels()) {
+                setVectorLevel(level);
+                Image back = {nullptr, 0, 0, 77, 88};
+                testing::internal::CaptureStdout();
+                EXPECT_TRUE(writeBmp(image, "back.bmp"));
+                EXPECT_EQ(readBmp(back, "back.bmp"), bmpLoaded);
+                EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                          "Sauvegarde d'une image back.bmp FIN\nChargement du fichier back.bmp");
+                EXPECT_TRUE(sameImage(keep(back), {image.pixels, width, height, 77, 88})) << nameOf(level);
+            }
         }
 }
 

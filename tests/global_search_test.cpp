@@ -1,7 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "align/blocks/block_alignment.h"
+#include "core/vector_level.h"
 #include "plain/plain.h"
 #include "run/steps.h"
 #include "scenes.h"
@@ -12,27 +12,19 @@ struct Outcome {
     std::string console, shiftList;
 };
 
-// Runs a stage on a copy of the current image, which it replaces.
-Outcome runStage(void (*stage)(), const Image& current) {
+// On a copy of the current image, which is replaced.
+Outcome runGlobalSearch(const Image& current) {
     char* text = nullptr;
     size_t size = 0;
     runState.current = copyImage(current);
     runState.shiftList = open_memstream(&text, &size);
     testing::internal::CaptureStdout();
-    stage();
+    alignGlobally();
     std::fclose(runState.shiftList);
     keep(runState.current);
     Outcome outcome = {testing::internal::GetCapturedStdout(), text};
     std::free(text);
     return outcome;
-}
-
-Image makeBlockScene(Random& random, int round, bool fixed) {
-    if (round % 2 == 0) return makeAnyScene(random, round / 2, fixed, 60);
-    const auto mask = fixed ? Mask::none : static_cast<Mask>(round % 5 % 4);
-    Image image = makeScene(random, static_cast<Fill>(round / 2 % fillCount), mask, fixed, pick(random, 60, 250), 40);
-    image.originX = pick(random, -2, 2);
-    return image;
 }
 
 float toRadians(float degrees) {
@@ -62,46 +54,23 @@ TEST(GlobalSearch, FindsWhatThePlainOneFinds) {
         runState.translationFraction = s.fraction;
         const bool turning = s.angleMin != s.angleMax;
         const auto [angle, match] = (turning ? plain::findRotationAndTranslation : plain::findTranslation)(runState);
-        const Outcome outcome = runStage([] { alignGlobally(); }, current);
-        const auto trial = testing::Message() << "round " << round << ", " << describe(current) << " on "
-                                              << describe(runState.reference) << ", angle " << angle;
         const double degrees = static_cast<double>(angle) * 180 * 0.31830988614222805;
         const std::string theta = turning ? format("\ntheta=%f  ", degrees) : "\n";
-        EXPECT_THAT(outcome.console, testing::HasSubstr(theta + format("DeltaX=%i   DeltaY=%i\n", match.x, match.y)))
-            << trial;
         const std::string line = turning && s.shift == 0 ? "" : format("%i %i ", match.x, match.y);
-        EXPECT_EQ(outcome.shiftList.substr(0, line.size()), line) << trial;
-        EXPECT_EQ(outcome.shiftList.empty(), line.empty()) << trial;
         const Image aligned =
             keep(plain::makeAlignedImage(current, angle, static_cast<float>(match.x), static_cast<float>(match.y)));
-        EXPECT_TRUE(sameImage(runState.current, aligned)) << trial;
-        EXPECT_EQ(runState.shiftMinX, -s.shift) << trial << ", bounds put back";
-        EXPECT_EQ(runState.shiftMaxY, s.shift) << trial << ", bounds put back";
-    }
-}
-
-// Half of the pictures are wide enough for blocks to be matched in groups.
-TEST(AlignBlocks, BendsAsThePlainOneDoes) {
-    Random random(14);
-    for (int round = 0; round < 1200; ++round) {
-        const Image current = makeBlockScene(random, round, false);
-        runState.current = current;
-        runState.reference = makeBlockScene(random, round, true);
-        releaseImage(runState.referenceGradient);  // that of the former reference
-        runState.blockGridWidth = pick(random, 1, round % 2 == 0 ? 12 : 30);
-        runState.blockSearchWidth = pick(random, 0, round % 5 == 0 ? 9 : 3);
-        runState.blockShiftMaxX = runState.blockShiftMaxY = pick(random, 0, 4);
-        runState.blockShiftMinX = runState.blockShiftMinY = -runState.blockShiftMaxX;
-        runState.blockShiftStep =
-            std::array{1.0f, 0.5f, 2.0f, 0.25f, 0.75f, 1.5f, 0.3f}[static_cast<size_t>(round % 7)];
-        const Image expected = keep(plain::alignBlocks(runState)), reference = keep(copyImage(runState.reference));
-        runStage(alignBlocks, current);
-        const auto trial = testing::Message()
-                           << "round " << round << ", " << describe(current) << ", grid " << runState.blockGridWidth
-                           << ", half-size " << runState.blockSearchWidth << ", largest shift "
-                           << runState.blockShiftMaxX << ", step " << runState.blockShiftStep;
-        EXPECT_TRUE(sameImage(runState.current, expected)) << trial;
-        EXPECT_TRUE(sameImage(runState.reference, reference)) << trial << ", reference put back";
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            const Outcome outcome = runGlobalSearch(current);
+            const auto trial = testing::Message() << nameOf(level) << ", round " << round << ", " << describe(current)
+                                                  << " on " << describe(runState.reference) << ", angle " << angle;
+            EXPECT_THAT(outcome.console,
+                        testing::HasSubstr(theta + format("DeltaX=%i   DeltaY=%i\n", match.x, match.y)))
+                << trial;
+            EXPECT_EQ(outcome.shiftList.substr(0, line.size()), line) << trial;
+            EXPECT_EQ(outcome.shiftList.empty(), line.empty()) << trial;
+            EXPECT_TRUE(sameImage(runState.current, aligned)) << trial;
+        }
     }
 }
 

@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import re
 import resource
 import signal
 import stat
@@ -52,23 +51,24 @@ def cannot_write(name):
 
 class EndToEnd(unittest.TestCase):
     def test_console_shift_list_and_pictures(self):
-        outcome = run(b"Reference ref.bmp\nAngle 0\nBloc 0\nCompositage ./sum.bmp\nSource moved.bmp a.bmp 32 24\n"
-                      b"bogus\nSource gone.bmp b.bmp\nSource far.bmp c.bmp\nSource high.bmp d.bmp\n",
-                      usual_files | {"far.bmp": far, "high.bmp": high}, arguments=("script", "other"))
+        """With names that a format, another character set or a line end in them could break."""
+        outcome = run(b"Reference ref.bmp\nAngle 0\nBloc 0\nCompositage ./sum.bmp\nSource moved.bmp a%n\x8e.bmp\r 32 24\n"
+                      b"bogus\nSource gone%s.bmp b.bmp\nSource far%n\xe9.bmp c.bmp\nSource high.bmp d.bmp\n",
+                      usual_files | {os.fsdecode(b"far%n\xe9.bmp"): far, "high.bmp": high}, arguments=("script", "other"))
         self.assertEqual(outcome.console, start + b"Image de reference: ref.bmp\nAngle min=0.000000  \n"
                          b"Largeur de grille=0  \nImage compositee: ./sum.bmp\n"
-                         b"Image source: moved.bmp Fichier resultat: a.bmp Point x0=32 y0=24\n"
+                         b"Image source: moved.bmp Fichier resultat: a%n\x8e.bmp\r Point x0=32 y0=24\n"
                          b"*********** Commande inconnue ligne 6\n"
-                         b"Image source: gone.bmp Fichier resultat: b.bmp\n"
-                         b"Image source: far.bmp Fichier resultat: c.bmp\n"
+                         b"Image source: gone%s.bmp Fichier resultat: b.bmp\n"
+                         b"Image source: far%n\xe9.bmp Fichier resultat: c.bmp\n"
                          b"Image source: high.bmp Fichier resultat: d.bmp\n"
                          b"Chargement du fichier ref.bmp" + heading(1, b"moved.bmp") +
                          b"Chargement du fichier moved.bmp" + search + b"\nDeltaX=3   DeltaY=-2\n"
-                         b"Temps total de calcul pour l'image: T secondes\nSauvegarde d'une image a.bmp FIN\n" +
-                         heading(2, b"gone.bmp") +
-                         b"Chargement du fichier gone.bmpErreur : impossible d'ouvrir l'image gone.bmp\n" +
-                         heading(3, b"far.bmp") +
-                         b"Chargement du fichier far.bmp" + search + b"\nDeltaX=10   DeltaY=4\n" + bound_reached +
+                         b"Temps total de calcul pour l'image: T secondes\nSauvegarde d'une image a%n\x8e.bmp\r FIN\n" +
+                         heading(2, b"gone%s.bmp") +
+                         b"Chargement du fichier gone%s.bmpErreur : impossible d'ouvrir l'image gone%s.bmp\n" +
+                         heading(3, b"far%n\xe9.bmp") +
+                         b"Chargement du fichier far%n\xe9.bmp" + search + b"\nDeltaX=10   DeltaY=4\n" + bound_reached +
                          b"Temps total de calcul pour l'image: T secondes\nSauvegarde d'une image c.bmp FIN\n" +
                          heading(4, b"high.bmp") +
                          b"Chargement du fichier high.bmp" + search + b"\nDeltaX=2   DeltaY=-10\n" + bound_reached +
@@ -76,9 +76,9 @@ class EndToEnd(unittest.TestCase):
                          b"Sauvegarde de l'image compositee : ./sum.bmp\nSauvegarde d'une image .bmp FIN\n" + end)
         self.assertEqual(outcome.status, 0)
         self.assertEqual(outcome.files["shift.lst"], b"3 -2 \n10 4   Non optimal\n2 -10   Non optimal\n")
-        self.assertEqual(outcome.files["a.bmp"], restored)
-        self.assertEqual(sorted(outcome.files),
-                         [".bmp", "B.fit", "R.fit", "V.fit", "a.bmp", "c.bmp", "d.bmp", "shift.lst"])
+        self.assertEqual(outcome.files[os.fsdecode(b"a%n\x8e.bmp\r")], restored)
+        self.assertEqual(sorted(map(os.fsencode, outcome.files)), [b".bmp", b"B.fit", b"R.fit", b"V.fit", b"a%n\x8e.bmp\r",
+                                                                   b"c.bmp", b"d.bmp", b"shift.lst"])
 
     def test_composite_bytes(self):
         # Twice the same picture and one that is missing: sums of two, means over three.
@@ -96,28 +96,25 @@ class EndToEnd(unittest.TestCase):
         for name, values in samples.items():
             self.assertEqual(outcome.files[name], header.encode() + struct.pack(">4h", *values), name)
 
-    def test_stars(self):
-        rows = [[((3 * x + y) % 256, (5 * y) % 256, 128 + 100 * (x // 8 + y // 8) % 128) for x in range(64)]
-                for y in range(48)]
-        outcome = run(b"Reference ref.bmp\nAngle -1 1 0.1\nTranslation 2\nBloc 10 4 1 1\nSource ref.bmp a.bmp\n",
-                      {"ref.bmp": make_bmp(rows)})
-        # One star, nine at half the range, seventeen at its end, which rounding may lose; then eight steps of three.
-        # Of the six columns of blocks the first has one, and the others have five sixths of fifty.
-        found = re.search(rb"Ajustement global : \n-{50}\n\*{9}(\*{8})?\*{24}\ntheta=(\S+)  DeltaX=0   DeltaY=0\n"
-                          rb".*\(6 blocs en largeur 4 blocs en hauteur\)\n-{50}\n\*{42}\nDeformation de l'image\n",
-                          outcome.console, re.DOTALL)
-        self.assertIsNotNone(found, outcome.console)
-        self.assertLess(abs(float(found[2])), 0.1)
-        self.assertEqual(outcome.files["shift.lst"], b"0 0 \n")
+    def test_angles_without_end(self):
+        for angles in (b"inf inf 1", b"-inf inf 1", b"nan 1 1", b"0 nan 1"):
+            with self.subTest(angles):
+                outcome = run(b"Reference ref.bmp\nAngle " + angles + b"\nSource moved.bmp a.bmp\n", usual_files, timeout=5)
+                self.assertEqual((outcome.status, outcome.console.endswith(end)), (0, True))
 
-    def test_extreme_settings(self):
-        for settings, message in ((b"Bloc 2147483647 8 2 1", b" (1 blocs en largeur 1 blocs en hauteur)\n"),
-                                  (b"Bloc 1 2147483647 2147483647 1", b" (0 blocs en largeur 0 blocs en hauteur)\n"),
-                                  (b"Angle 40 41 0.0000001", b"***\ntheta=")):  # finer than single precision there
-            with self.subTest(settings):
-                outcome = run(b"Reference ref.bmp\n" + settings + b"\nSource moved.bmp a.bmp\n", usual_files)
-                self.assertIn(message, outcome.console)
-                self.assertEqual(outcome.status, 0)
+    def test_words_that_ask_for_help(self):
+        for word, text in ((b"--help", b"Usage : quillorne [SCRIPT]\n"), (b"--version", b"quillorne 2.1.0\n")):
+            outcome = run(b"", {}, arguments=(word,))
+            self.assertEqual((outcome.status, outcome.console[:len(text)], outcome.files), (0, text, {}))
+            self.assertIn(b"Angle min=1", run(b"", {os.fsdecode(word): b"Angle 1"}, arguments=(word,)).console)
+
+    def test_killed_run_keeps_the_console_of_its_pictures(self):
+        """The second picture is a pipe that nobody writes to: the run stands still there."""
+        with waiting_run(b"Reference ref.bmp\nSource ref.bmp a.bmp\nSource pipe b.bmp\n", usual_files,
+                         b"Sauvegarde d'une image a.bmp FIN\n",
+                         lambda directory: os.mkfifo(os.path.join(directory, "pipe"))) as process:
+            self.assertIsNone(process.poll())
+            process.kill()
 
     def test_waits_for_a_key_behind_its_messages(self):
         for script, last_line, status in ((b"Reference ref.bmp\n", waiting_line, 0),
@@ -140,14 +137,6 @@ class EndToEnd(unittest.TestCase):
                       b"Source moved.bmp ref.bmp\n", usual_files | {"part.bmp": part})
         self.assertEqual((outcome.files["b.bmp"], outcome.files["moved.bmp"]), (part, restored))
         self.assertEqual(outcome.files["shift.lst"], b"0 0 \n3 -2 \n0 0 \n0 0 \n")
-
-    def test_odd_names(self):
-        names = (b"100%s%n.bmp", b"\xe9\x8e\xff.bmp", b"cr.bmp\r")
-        outcome = run(b"Reference ref.bmp\n" + b"".join(b"Source " + name + b" out" + name + b"\n" for name in names),
-                      {"ref.bmp": reference, **{os.fsdecode(name): moved for name in names}})
-        for name in names:
-            self.assertIn(b"(" + name + b")\nChargement du fichier " + name + b"Recherche", outcome.console)
-            self.assertEqual(outcome.files[os.fsdecode(b"out" + name)], restored, name)
 
     def test_fatal_errors(self):
         def occupy_shift_list(directory):
@@ -181,11 +170,11 @@ class EndToEnd(unittest.TestCase):
 
 
 class BadFiles(unittest.TestCase):
-    def check_picture(self, what, message, fatal, files={}, prepare=None):
+    def check_picture(self, what, message, fatal, files={}, **options):
         """A source that message is printed for: the run ends there, or goes on to the picture behind it."""
         with self.subTest(what):
             script = b"Reference ref.bmp\nSource moved.bmp a.bmp\nSource bad.bmp bad_out.bmp\nSource moved.bmp b.bmp\n"
-            outcome = run(script, usual_files | files, prepare=prepare)
+            outcome = run(script, usual_files | files, **options)
             on_console = b"Recherche" if message == incomplete else message + (fatal_lines if fatal else b"")
             self.assertIn(b"Chargement du fichier bad.bmp" + on_console, outcome.console)
             self.assertEqual(outcome.notices, incomplete if message == incomplete else b"")
@@ -247,15 +236,25 @@ class Faults(unittest.TestCase):
                     self.assertEqual(cannot_write(name.encode()) in outcome.console, cut, name)
 
     def test_outputs_that_cannot_be(self):
-        for name in (b"/dev/full", b"no/such/folder.bmp", b".", b"link"):
-            with self.subTest(name):
-                script = b"Reference ref.bmp\nSource moved.bmp " + name + b"\nSource moved.bmp b.bmp\n"
-                outcome = run(script, usual_files,
-                              prepare=lambda directory: os.symlink("/dev/full", os.path.join(directory, "link")))
-                self.assertIn(b"Sauvegarde d'une image " + name + cannot_write(name) + heading(2, b"moved.bmp"),
-                              outcome.console)
-                self.assertEqual((outcome.status, outcome.files["b.bmp"]), (1, restored))
-        self.assertTrue(stat.S_ISCHR(os.stat("/dev/full").st_mode))
+        def prepare(directory):
+            full = os.path.join(directory, "full")
+            if os.geteuid() == 0:  # who could delete the machine's own device
+                try:
+                    os.mknod(full, stat.S_IFCHR | 0o666, os.makedev(1, 7))
+                except PermissionError:
+                    raise unittest.SkipTest("a root that may not make devices")
+            else:
+                os.symlink("/dev/full", full)
+            os.symlink("full", os.path.join(directory, "link"))
+
+        for name in (b"full", b"link", b"no/such/folder.bmp", b"."):
+            with self.subTest(name):  # the second time the device is still there
+                script = b"Reference ref.bmp\n" + 2 * (b"Source moved.bmp " + name + b"\n") + b"Source moved.bmp b.bmp\n"
+                outcome = run(script, usual_files, prepare=prepare)
+                for entry in (2, 3):
+                    self.assertIn(b"Sauvegarde d'une image " + name + cannot_write(name) + heading(entry, b"moved.bmp"),
+                                  outcome.console)
+                self.assertEqual((outcome.status, outcome.files), (1, {"b.bmp": restored, "shift.lst": 3 * b"3 -2 \n"}))
         composite = run(b"Reference ref.bmp\nCompositage no/sum\nSource moved.bmp b.bmp\n", usual_files)
         self.assertEqual((composite.status, composite.files["b.bmp"]), (1, restored))
 
@@ -263,6 +262,7 @@ class Faults(unittest.TestCase):
     def test_every_allocation_refused(self):
         """The run is whole, or says what it lacks and ends as a fatal error does."""
         for settings in (b"Bloc 20 4 1 0.5\n", b"Bloc 20 4 1 1\n", b"Angle -1 1 0.5\nTranslation 2\n"):
+            first_star_missing = b"(hauteur.|global : )\n-{50}\n[^*]" if b"Angle" in settings else b"hauteur.\n-{50}\n[^*]"
             script, number, good_in_a_row = full_script.replace(b"Bloc 10 4 1 1\n", settings), 0, 0
             whole = run(script, usual_files)
             while good_in_a_row < 20:  # behind the last allocation; the C library makes up for few of its own
@@ -273,6 +273,7 @@ class Faults(unittest.TestCase):
                 refused = outcome.status == -signal.SIGABRT and outcome.console.endswith(out_of_memory + fatal_lines)
                 with self.subTest(settings, allocation=number):
                     self.assertTrue(outcome == whole or refused, f"status {outcome.status}, {outcome.console[-200:]}")
+                    self.assertNotRegex(outcome.console, first_star_missing)
             self.assertGreater(number, 50)
 
     def test_standard_streams_gone(self):
@@ -286,22 +287,6 @@ class Faults(unittest.TestCase):
                 with self.subTest(what):
                     outcome = run(full_script, usual_files, **options)
                     self.assertEqual((outcome.status, outcome.files), (0, self.whole.files))
-
-
-class Load(unittest.TestCase):
-    def measure(self, count):
-        """Peak memory in KiB of a run of that many images, read while it waits at its end."""
-        script = b"Reference ref.bmp\nCompositage sum\n" + b"Source moved.bmp a.bmp\n" * count
-        with waiting_run(script, usual_files, waiting_line) as process:
-            status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
-            process.communicate(b"\n", timeout=30)
-            self.assertEqual(process.returncode, 0)
-            return int(re.search(r"VmHWM:\s+(\d+)", status)[1])
-
-    def test_memory_does_not_grow_with_the_images(self):
-        growth = self.measure(5000) - self.measure(50)
-        if not sanitized:
-            self.assertLess(growth, 1024)  # the names and the text of the script alone
 
 
 if __name__ == "__main__":

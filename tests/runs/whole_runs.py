@@ -1,9 +1,10 @@
 """Pictures and whole runs of the program: what the cases of test_runs.py are made of."""
 
+import hashlib
 import os
 import pathlib
-import random
 import re
+import shlex
 import struct
 import subprocess
 import tempfile
@@ -11,7 +12,8 @@ import threading
 from contextlib import contextmanager
 from typing import NamedTuple
 
-program = os.environ.get("QUILLORNE", "")
+runner = shlex.split(os.environ.get("QUILLORNE_RUNNER", ""))  # an emulator that runs the program, and its arguments
+program = [*runner, os.environ.get("QUILLORNE", "")]
 sanitized = os.environ.get("QUILLORNE_SANITIZED", "") != ""  # then address space and peak memory say nothing
 waiting_line = b"Appuyez sur entree pour quitter\n"
 fatal_lines = b"Erreur fatale, appuyez sur entree.\nFatal error. Press return.\n"
@@ -32,8 +34,8 @@ def make_bmp(rows):
 
 def make_texture(width, height):
     """Rows in which no place looks like another."""
-    source = random.Random(12345)
-    return [[tuple(source.randbytes(3)) for _ in range(width)] for _ in range(height)]
+    noise = hashlib.shake_128(b"sky").digest(3 * width * height)
+    return [[tuple(noise[at:at + 3]) for at in range(3 * width * y, 3 * width * (y + 1), 3)] for y in range(height)]
 
 
 def shift_rows(rows, dx, dy, beside):
@@ -60,26 +62,27 @@ def read_files(directory):
     return {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir() if path.is_file()}
 
 
-def run(script, files, arguments=("script",), prepare=None, **options):
-    """Runs the program in a folder of its own. prepare is called there before; options are those of subprocess.run."""
+def run(script, files, arguments=("script",), command=program, prepare=lambda directory: None, **options):
+    """Runs the program, or what stands for it, in a folder of its own. prepare is called there before; options are
+    those of subprocess.run."""
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o777)
         files = {"script": script, **files}
         write_files(directory, files)
-        if prepare is not None:
-            prepare(directory)
+        prepare(directory)
         streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options}
-        process = subprocess.run([program, *arguments], cwd=directory, timeout=120, **streams)
+        process = subprocess.run([*command, *arguments], cwd=directory, **{"timeout": 120, **streams})
         left = {name: content for name, content in read_files(directory).items() if files.get(name) != content}
         return Outcome(process.returncode, without_times(process.stdout or b""), process.stderr or b"", left)
 
 
 @contextmanager
-def waiting_run(script, files, last_line):
-    """A run of the standard script, which waits for a key, behind that line of its console; killed if none comes."""
+def waiting_run(script, files, last_line, prepare=lambda directory: None):
+    """A run of the standard script, which waits behind that line of its console; killed if none comes."""
     with tempfile.TemporaryDirectory() as directory:
         write_files(directory, {"ScriptQuillorne2.txt": script, **files})
-        with subprocess.Popen([program], cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+        prepare(directory)
+        with subprocess.Popen(program, cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
             timer = threading.Timer(60, process.kill)
             timer.start()
             next((line for line in process.stdout if line == last_line), None)

@@ -35,7 +35,7 @@ Image makeComparisonWindow(float angle) {
 // alone.
 bool advanceAngle(float& angle) {
     const auto next = static_cast<float>(static_cast<double>(angle) + radiansPerDegree);
-    if (!(next > angle) || next > runState.angleMax) return false;
+    if (!(next > angle) || !(next <= runState.angleMax)) return false;
     angle = next;
     return true;
 }
