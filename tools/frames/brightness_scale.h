@@ -11,8 +11,9 @@ struct BrightnessScale {
 
 /// How often each value occurs in a series. Colours count alike.
 struct BrightnessHistogram {
-    std::vector<int64_t> counts;   // by the rank of the value among all floats, rounded to 1 part in 2048; empty: no value
-    int64_t total = 0;             // values counted
+    std::vector<int64_t>
+        counts;         // by the rank of the value among all floats, rounded to 1 part in 2048; empty: no value
+    int64_t total = 0;  // values counted
     float least = 0, largest = 0;  // of the values counted
 };
 
