@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <vector>
 
@@ -21,6 +22,9 @@ AVFrame* makeFrame(const Encoding& encoding, cv::Size size, int number) {
     frame->pts = number;
     frame->color_range = encoding.range;
     EXPECT_EQ(av_frame_get_buffer(frame, 0), 0);
+    for (const AVBufferRef* buffer : frame->buf) {
+        if (buffer != nullptr) std::memset(buffer->data, 0, buffer->size);  // values are laid over what is there
+    }
     const AVPixFmtDescriptor* format = av_pix_fmt_desc_get(encoding.format);
     for (int c = 0; c < format->nb_components; ++c) {
         const bool chroma = c > 0 && (format->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_ALPHA)) == 0;

@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 extern "C" {
+#include <libavutil/log.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
@@ -16,6 +20,18 @@ namespace {
 
 constexpr int64_t mostPixels = int64_t{1} << 28;
 constexpr int paletteSize = 256;
+
+thread_local std::string lastComplaint;
+
+void keepComplaint(void*, int level, const char* pattern, va_list arguments) {
+    if (level > AV_LOG_ERROR) return;
+    std::array<char, 200> text{};
+    std::vsnprintf(text.data(), text.size(), pattern, arguments);
+    lastComplaint = text.data();
+    while (!lastComplaint.empty() && (lastComplaint.back() == '\n' || lastComplaint.back() == '.')) {
+        lastComplaint.pop_back();
+    }
+}
 
 int findLargestDepth(const AVPixFmtDescriptor& format) {
     int depth = 0;
@@ -55,7 +71,7 @@ bool hasFullRange(const AVFrame& frame) {
 }
 
 // False: the library does not know the format.
-bool convertByScaler(const AVFrame& frame, AVPixelFormat target, cv::Mat& picture) {
+bool convertByScaler(const AVFrame& frame, bool fullRange, AVPixelFormat target, cv::Mat& picture) {
     constexpr int flags = SWS_BILINEAR | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
     const std::unique_ptr<SwsContext, decltype(&sws_freeContext)> scaler(
         sws_getContext(frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
@@ -63,7 +79,7 @@ bool convertByScaler(const AVFrame& frame, AVPixelFormat target, cv::Mat& pictur
         sws_freeContext);
     if (!scaler) return false;
     const int* matrix = sws_getCoefficients(frame.colorspace);
-    sws_setColorspaceDetails(scaler.get(), matrix, hasFullRange(frame) ? 1 : 0, matrix, 1, 0, 1 << 16, 1 << 16);
+    sws_setColorspaceDetails(scaler.get(), matrix, fullRange ? 1 : 0, matrix, 1, 0, 1 << 16, 1 << 16);
 
     // The scaler's vector code may write some pixels past the end of a row.
     constexpr int margin = 64;
@@ -75,7 +91,7 @@ bool convertByScaler(const AVFrame& frame, AVPixelFormat target, cv::Mat& pictur
     return done == frame.height;
 }
 
-// The scaler takes every grey for one of full range.
+// The scaler treats some greys as being of full range whatever it is told, so it is told that all are.
 void stretchLimitedGrey(cv::Mat& picture) {
     const double unit = picture.depth() == CV_16U ? 256 : 1;
     const double full = picture.depth() == CV_16U ? 65535 : 255;
@@ -97,6 +113,14 @@ void releasePacket(AVPacket* packet) {
     av_packet_free(&packet);
 }
 
+void silenceDecoders() {
+    av_log_set_callback(keepComplaint);
+}
+
+std::string takeComplaint() {
+    return std::exchange(lastComplaint, "");
+}
+
 DecoderHandle openDecoder(AVCodecID codecId, const AVCodecParameters* parameters) {
     const AVCodec* codec = avcodec_find_decoder(codecId);
     DecoderHandle decoder(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr, closeDecoder);
@@ -104,7 +128,8 @@ DecoderHandle openDecoder(AVCodecID codecId, const AVCodecParameters* parameters
     if (parameters != nullptr && avcodec_parameters_to_context(decoder.get(), parameters) < 0) decoder.reset();
     if (!decoder) return decoder;
     decoder->max_pixels = mostPixels;
-    decoder->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_EXPLODE;
+    decoder->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER;
+    if (codecId != AV_CODEC_ID_TIFF) decoder->err_recognition |= AV_EF_EXPLODE;
     decoder->thread_count = 1;
     if (avcodec_open2(decoder.get(), codec, nullptr) < 0) decoder.reset();
     return decoder;
@@ -134,7 +159,7 @@ cv::Mat convertDecodedFrame(const AVFrame& frame, std::string& reason) {
         const AVPixelFormat target =
             grey ? (deep ? AV_PIX_FMT_GRAY16 : AV_PIX_FMT_GRAY8) : (deep ? AV_PIX_FMT_BGR48 : AV_PIX_FMT_BGR24);
         cv::Mat picture(frame.height, frame.width, CV_MAKETYPE(deep ? CV_16U : CV_8U, grey ? 1 : 3));
-        if (!convertByScaler(frame, target, picture)) {
+        if (!convertByScaler(frame, grey || hasFullRange(frame), target, picture)) {
             reason = formatText(tr("its pixel format %s is unknown"), format->name);
             return {};
         }

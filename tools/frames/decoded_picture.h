@@ -16,7 +16,14 @@ using DecodedFrame = std::unique_ptr<AVFrame, decltype(&releaseFrame)>;
 void releasePacket(AVPacket* packet);
 using PacketHandle = std::unique_ptr<AVPacket, decltype(&releasePacket)>;
 
-/// A decoder that takes nothing damaged for good; parameters may be null. A null handle: there is none.
+/// From now on the libraries of decoders print nothing, and keep their last complaint instead.
+void silenceDecoders();
+
+/// What a decoder last complained of, a picture being damaged say, since the last call; empty: nothing.
+[[nodiscard]] std::string takeComplaint();
+
+/// A decoder that takes nothing damaged for good; parameters may be null. A null handle: there is none. The TIFF one
+/// would refuse whatever it does not know, so it goes on, and only complains.
 [[nodiscard]] DecoderHandle openDecoder(AVCodecID codec, const AVCodecParameters* parameters);
 
 /// What the library says about one of its error numbers.

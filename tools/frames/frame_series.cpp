@@ -1,13 +1,10 @@
 #include "frames/frame_series.h"
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 #include <algorithm>
 
 #include "base/format_text.h"
 #include "base/messages.h"
+#include "frames/decoded_picture.h"
 #include "frames/file_list.h"
 #include "frames/film_reader.h"
 #include "frames/fits_reader.h"
@@ -27,7 +24,7 @@ namespace {
 
 // The libraries would print what goes wrong; the callers say it in their own words.
 void silenceLibraries() {
-    av_log_set_level(AV_LOG_QUIET);
+    silenceDecoders();
     cv::redirectError([](int, const char*, const char*, const char*, int, void*) { return 0; });
 }
 

@@ -75,8 +75,13 @@ cv::Mat readStillPicture(const std::string& path, std::string& problem) {
         problem = formatText(tr("%s is no picture: it begins like no PNG, JPEG, TIFF or BMP file."), path.c_str());
         return {};
     }
-    std::string reason;
-    const cv::Mat picture = decodePacket(*packet, codec, reason);
+    std::string reason = takeComplaint();
+    cv::Mat picture = decodePacket(*packet, codec, reason);
+    const std::string complaint = takeComplaint();
+    if (!complaint.empty()) {
+        picture.release();
+        reason = complaint;
+    }
     if (picture.empty()) problem = formatText(tr("%s cannot be read: %s."), path.c_str(), reason.c_str());
     return picture;
 }
