@@ -21,6 +21,7 @@ struct FilmReader {
     int64_t packetCount = 0;  // taken from the container
     int64_t frameCount = 0;   // given out, the bad ones too
     bool atEnd = false;       // of the container
+    bool brokenOff = false;   // it ended amid something
     bool finished = false;
 };
 
@@ -33,7 +34,6 @@ std::string openContainer(FilmReader& reader) {
     AVDictionary* options = nullptr;
     av_dict_set(&options, "format_whitelist", containers, 0);
     av_dict_set(&options, "protocol_whitelist", "file", 0);
-    av_dict_set(&options, "fflags", "discardcorrupt", 0);
     av_dict_set(&options, "ignore_editlist", "1", 0);  // every frame that is there
     const int error = avformat_open_input(&reader.container, ("file:" + reader.path).c_str(), nullptr, &options);
     av_dict_free(&options);
@@ -61,13 +61,18 @@ const AVStream& streamOf(const FilmReader& reader) {
 // Gives the decoder the next piece of the film, at its end the notice that none follows. A negative number: the piece
 // cannot be decoded.
 int feedDecoder(FilmReader& reader) {
-    if (!reader.atEnd && av_read_frame(reader.container, reader.packet.get()) < 0) {
+    static_cast<void>(takeComplaint());
+    const int readError = reader.atEnd ? 0 : av_read_frame(reader.container, reader.packet.get());
+    if (readError < 0) {
         reader.atEnd = true;
+        reader.brokenOff = reader.brokenOff || readError != AVERROR_EOF || !takeComplaint().empty();
         return avcodec_send_packet(reader.decoder.get(), nullptr);
     }
     if (reader.atEnd) return 0;
     int error = 0;
-    if (reader.packet->stream_index == reader.stream) {
+    if ((reader.packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
+        reader.brokenOff = true;
+    } else if (reader.packet->stream_index == reader.stream) {
         ++reader.packetCount;
         // An empty piece stands for a frame that the recorder dropped.
         if (reader.packet->size > 0) error = avcodec_send_packet(reader.decoder.get(), reader.packet.get());
@@ -132,10 +137,14 @@ bool readNextFilmFrame(FilmReader& reader, cv::Mat& picture, std::string& proble
             return true;
         }
     }
-    const int64_t missing = streamOf(reader).nb_frames - reader.packetCount;
-    if (missing <= 0 || reader.packetCount == 0) return false;
-    reader.packetCount += missing;  // said once
-    problem = formatText(tr("%s is cut short: the last %lld of its %lld frames are missing."), reader.path.c_str(),
-                         static_cast<long long>(missing), static_cast<long long>(streamOf(reader).nb_frames));
+    const int64_t stated = streamOf(reader).nb_frames;
+    if (reader.packetCount > 0 && reader.packetCount >= stated && !reader.brokenOff) return false;
+    // Said once.
+    problem = reader.packetCount == 0 ? formatText(tr("%s holds no whole frame."), reader.path.c_str())
+                                      : formatText(tr("%s is cut short: it holds %lld frames of %lld."),
+                                                   reader.path.c_str(), static_cast<long long>(reader.packetCount),
+                                                   static_cast<long long>(std::max(stated, reader.packetCount + 1)));
+    reader.packetCount = std::max<int64_t>(stated, 1);
+    reader.brokenOff = false;
     return true;
 }

@@ -43,6 +43,18 @@ AVCodecID findCodec(std::string_view bytes) {
     return AV_CODEC_ID_NONE;
 }
 
+// The decoder takes a JPEG file that breaks off amid its data for whole. The mark of the end stands behind the scan, in
+// whose data it cannot occur; the segments before it may hold a whole small picture, so these are passed over.
+bool hasJpegEnd(std::string_view bytes) {
+    const auto byteAt = [&](size_t place) { return static_cast<uint8_t>(bytes[place]); };
+    constexpr uint8_t startOfScan = 0xDA;
+    size_t place = 2;
+    while (place + 4 <= bytes.size() && byteAt(place + 1) != startOfScan) {
+        place += byteAt(place + 1) == 0xFF ? 1 : 2 + (size_t{byteAt(place + 2)} << 8 | byteAt(place + 3));
+    }
+    return bytes.find("\xFF\xD9", place) != std::string_view::npos;
+}
+
 // The picture's data, or why there is none.
 cv::Mat decodePacket(const AVPacket& packet, AVCodecID codec, std::string& reason) {
     const DecoderHandle decoder = openDecoder(codec, nullptr);
@@ -70,14 +82,17 @@ cv::Mat readStillPicture(const std::string& path, std::string& problem) {
         problem = formatText(tr("%s cannot be read."), path.c_str());
         return {};
     }
-    const AVCodecID codec = findCodec({reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)});
+    const std::string_view bytes(reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size));
+    const AVCodecID codec = findCodec(bytes);
     if (codec == AV_CODEC_ID_NONE) {
         problem = formatText(tr("%s is no picture: it begins like no PNG, JPEG, TIFF or BMP file."), path.c_str());
         return {};
     }
-    std::string reason = takeComplaint();
+    std::string reason;
+    static_cast<void>(takeComplaint());  // of an earlier picture
     cv::Mat picture = decodePacket(*packet, codec, reason);
-    const std::string complaint = takeComplaint();
+    std::string complaint = takeComplaint();
+    if (codec == AV_CODEC_ID_MJPEG && !hasJpegEnd(bytes)) complaint = tr("it is cut short");
     if (!complaint.empty()) {
         picture.release();
         reason = complaint;
