@@ -1,45 +1,8 @@
-#include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 #include "encoded_pictures.h"
-#include "frames/bayer.h"
-#include "frames/brightness_scale.h"
 #include "frames/file_list.h"
-#include "frames/frame_series.h"
+#include "frames_fixture.h"
 
 namespace {
-
-using std::filesystem::path;
-
-/// A folder of its own for every test, with a blank and a letter beyond ASCII in its name.
-class Frames : public testing::Test {
-protected:
-    void SetUp() override { std::filesystem::create_directories(folder); }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-    std::string at(const std::string& name) const { return (folder / name).string(); }
-
-    const path folder =
-        std::filesystem::temp_directory_path() /
-        (std::string("frames \xC3\xA9 ") + testing::UnitTest::GetInstance()->current_test_info()->name());
-};
-
-std::vector<FrameResult> readAll(const std::vector<std::string>& paths) {
-    std::string problem;
-    const FrameSeriesHandle series = openFrames(paths, problem);
-    std::vector<FrameResult> frames;
-    if (!series) return {FrameResult{{}, "", 0, problem}};
-    FrameResult frame;
-    while (readNextFrame(*series, frame) && frames.size() < 1000) frames.push_back(frame);
-    return frames;
-}
-
-// How far apart the farthest values of two pictures lie; -1: they differ in size or type.
-double findLargestDifference(const cv::Mat& a, const cv::Mat& b) {
-    return a.size() == b.size() && a.type() == b.type() ? cv::norm(a, b, cv::NORM_INF) : -1;
-}
 
 struct StillCase {
     AVCodecID codec;
@@ -132,6 +95,103 @@ TEST_F(Frames, BrightnessHasTheFullRange) {
         const double tolerance = values.depth() == CV_16U ? 256 : 1;
         EXPECT_NEAR(least, range.expected, tolerance) << range.what;
         EXPECT_NEAR(largest, range.expected, tolerance) << range.what;
+    }
+}
+
+// Whatever is cut off or changed: a problem or a picture, never a crash; and cut short, never a wrong picture.
+TEST_F(Frames, DamagedPicturesAndFilmsAreSaid) {
+    const Encoding encodings[] = {
+        {AV_CODEC_ID_PNG, AV_PIX_FMT_RGB48BE, nullptr},
+        {AV_CODEC_ID_TIFF, AV_PIX_FMT_RGB24, nullptr},
+        {AV_CODEC_ID_BMP, AV_PIX_FMT_BGR24, nullptr},
+        {AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P, nullptr, AVCOL_RANGE_JPEG},
+        {AV_CODEC_ID_RAWVIDEO, AV_PIX_FMT_GRAY8, "avi"},
+        {AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P, "avi", AVCOL_RANGE_JPEG},
+        {AV_CODEC_ID_PNG, AV_PIX_FMT_RGB24, "mov"},
+        {AV_CODEC_ID_MPEG4, AV_PIX_FMT_YUV420P, "mp4"},
+    };
+    for (const Encoding& encoding : encodings) {
+        writeEncoded(at("whole"), encoding, {36, 24}, encoding.container != nullptr ? 3 : 1);
+        const std::vector<FrameResult> whole = readAll({at("whole")});
+        const std::string bytes = readFile(at("whole"));
+        for (size_t i = 0; i < 150; ++i) {
+            const size_t place = i * bytes.size() / 150;
+            writeFile(at("cut"), bytes.substr(0, place));
+            size_t good = 0;
+            for (const FrameResult& frame : readAll({at("cut")})) {
+                EXPECT_EQ(frame.problem.empty(), !frame.picture.empty());
+                if (!frame.problem.empty()) {
+                    good = whole.size();
+                } else if (good < whole.size()) {
+                    EXPECT_EQ(findLargestDifference(frame.picture, whole[good++].picture), 0) << place;
+                }
+            }
+            EXPECT_EQ(good, whole.size()) << avcodec_get_name(encoding.codec) << " cut at " << place << ": unsaid";
+
+            std::string changed = bytes;
+            changed[place] = static_cast<char>(changed[place] ^ (i % 2 == 0 ? 0xFF : 0x11));
+            writeFile(at("changed"), changed);
+            for (const FrameResult& frame : readAll({at("changed")})) {
+                EXPECT_EQ(frame.problem.empty(), !frame.picture.empty());
+            }
+        }
+    }
+}
+
+TEST(FileNames, StandAsPeopleNumberThem) {
+    const char* const ordered[] = {"a",
+                                   "A1",
+                                   "a01b",
+                                   "a2",
+                                   "a10",
+                                   "a10.5",
+                                   "a10.40",
+                                   "a99999999999999999999",
+                                   "a100000000000000000000",
+                                   "ab",
+                                   "b 1",
+                                   "b 1 2",
+                                   "b 01 10",
+                                   "\xC3\xA9"};
+    for (size_t i = 0; i < std::size(ordered); ++i) {
+        for (size_t j = 0; j < std::size(ordered); ++j) {
+            EXPECT_EQ(comesBefore(ordered[i], ordered[j]), i < j) << ordered[i] << " and " << ordered[j];
+        }
+    }
+    EXPECT_NE(comesBefore("a1", "A01"), comesBefore("A01", "a1"));
+}
+
+TEST_F(Frames, SeriesMixFilesFilmsAndFolders) {
+    const Encoding png{AV_CODEC_ID_PNG, AV_PIX_FMT_GRAY8, nullptr}, avi{AV_CODEC_ID_RAWVIDEO, AV_PIX_FMT_GRAY8, "avi"};
+    std::filesystem::create_directories(folder / "night" / "deeper");
+    std::filesystem::create_directories(folder / "night" / "folder.png");
+    for (const char* name : {"f10.png", "f2.PNG", "notes.txt", "._f3.png", "deeper/f1.png"}) {
+        writeEncoded(at(std::string("night/") + name), png, {8, 8}, 1);
+    }
+    writeEncoded(at("night/f3.avi"), avi, {8, 8}, 2);
+    writeEncoded(at("frame%d [1]:.dat"), png, {8, 8}, 1);
+    std::filesystem::create_directories(folder / "empty");
+    writeFile(at("night/f4.jpg"), "no picture");
+
+    std::string problem;
+    const std::vector<std::string> paths = {at("frame%d [1]:.dat"), at("night"), at("nowhere.png"), at("empty")};
+    const FrameSeriesHandle series = openFrames(paths, problem);
+    ASSERT_TRUE(series) << problem;
+    EXPECT_EQ(countFrames(*series), 7);
+    std::vector<std::string> seen;
+    for (const FrameResult& frame : readAll(paths)) {
+        seen.push_back(std::filesystem::path(frame.file).filename().string() + " " + std::to_string(frame.number) +
+                       (frame.problem.empty() ? "" : " bad"));
+        if (!frame.problem.empty()) {
+            EXPECT_THAT(frame.problem, testing::HasSubstr(frame.file));
+        }
+    }
+    EXPECT_THAT(seen, testing::ElementsAre("frame%d [1]:.dat 0", "f2.PNG 0", "f3.avi 1", "f3.avi 2", "f4.jpg 0 bad",
+                                           "f10.png 0", "nowhere.png 0 bad"));
+
+    for (const std::vector<std::string>& nothing : {std::vector<std::string>{}, {at("empty")}, {at("nowhere")}}) {
+        EXPECT_FALSE(openFrames(nothing, problem));
+        EXPECT_NE(problem, "");
     }
 }
 

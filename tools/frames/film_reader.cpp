@@ -141,9 +141,8 @@ bool readNextFilmFrame(FilmReader& reader, cv::Mat& picture, std::string& proble
     if (reader.packetCount > 0 && reader.packetCount >= stated && !reader.brokenOff) return false;
     // Said once.
     problem = reader.packetCount == 0 ? formatText(tr("%s holds no whole frame."), reader.path.c_str())
-                                      : formatText(tr("%s is cut short: it holds %lld frames of %lld."),
-                                                   reader.path.c_str(), static_cast<long long>(reader.packetCount),
-                                                   static_cast<long long>(std::max(stated, reader.packetCount + 1)));
+                                      : formatText(tr("%s is cut short: no more than %lld of its frames are whole."),
+                                                   reader.path.c_str(), static_cast<long long>(reader.packetCount));
     reader.packetCount = std::max<int64_t>(stated, 1);
     reader.brokenOff = false;
     return true;

@@ -95,11 +95,12 @@ std::string readLayout(fitsfile* file, uintmax_t fileSize, FitsLayout& layout, i
 cv::Mat readPlane(fitsfile* file, const FitsLayout& layout, int plane, int& status) {
     cv::Mat values(layout.height, layout.width, layout.type);
     std::array<LONGLONG, 3> first{1, 1, plane + 1};
+    int anyWithoutValue = 0;  // the library writes to it unasked
     float noValue = std::numeric_limits<float>::quiet_NaN();
     const bool floats = layout.type == CV_32F;
     const int type = floats ? TFLOAT : layout.type == CV_16U ? TUSHORT : TBYTE;
     fits_read_pixll(file, type, first.data(), static_cast<LONGLONG>(values.total()), floats ? &noValue : nullptr,
-                    values.data, nullptr, &status);
+                    values.data, &anyWithoutValue, &status);
     if (status == 0 && floats) values.setTo(0, ~(cv::abs(values) <= FLT_MAX));  // no comparison holds for NaN
     return values;
 }
