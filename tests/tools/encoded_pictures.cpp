@@ -51,7 +51,8 @@ AVFrame* makeFrame(const Encoding& encoding, cv::Size size, int number) {
 }  // namespace
 
 int sceneValue(int x, int y, int c, int frame, int limit) {
-    return (x * 40503 + y * 30011 + c * 20011 + frame * 10007 + 77) % 65536 * limit / 65536;
+    const int64_t spread = (x * 40503 + y * 30011 + c * 20011 + frame * 10007 + 77) % 65536;
+    return static_cast<int>(spread * limit / 65536);
 }
 
 cv::Mat expectScene(cv::Size size, AVPixelFormat formatName, int frame) {

@@ -17,6 +17,7 @@ double findLargestDifference(const cv::Mat& a, const cv::Mat& b) {
 }
 
 void writeFile(const std::string& file, const std::string& bytes) {
+    std::filesystem::remove(file);  // writing a file anew is far slower than writing another
     std::ofstream(file, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
