@@ -61,6 +61,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 }  // extern "C"
 
 void writeInput(const char* path, std::span<const uint8_t> bytes) {
+    std::remove(path);  // some file systems wait for the disk when a file is cut to nothing and written again
     std::FILE* file = std::fopen(path, "wb");
     if (file == nullptr || std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) std::abort();
     std::fclose(file);

@@ -13,7 +13,7 @@ namespace {
 using namespace std::string_literals;
 
 constexpr std::array stillEndings = {".bmp", ".jpeg", ".jpg", ".png", ".tif", ".tiff"};
-constexpr std::array fitsEndings = {".fit", ".fits", ".fts", ".fz", ".fit.gz", ".fits.gz", ".fts.gz"};
+constexpr std::array fitsEndings = {".fit", ".fits", ".fts", ".fz"};
 constexpr std::array filmEndings = {".avi", ".m4v", ".mkv", ".mov", ".mp4"};
 
 // Letters beyond ASCII stay as they are: their bytes have an order, and it is the same everywhere.

@@ -3,10 +3,9 @@
 #include <fitsio.h>
 
 #include <array>
-#include <cfloat>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -70,7 +69,8 @@ bool findPicture(fitsfile* file, int& status) {
 // What the header says, or what is wrong with it. A size that the file cannot hold is damage, not a reason to ask for
 // the memory: as it lies there, or packed with the 1032 to 1 that the usual compression reaches at best.
 std::string readLayout(fitsfile* file, uintmax_t fileSize, FitsLayout& layout, int& status) {
-    constexpr int64_t largestSide = 65535, bestCompression = 1032;
+    constexpr int64_t largestSide = 65535;
+    const int64_t bestCompression = fits_is_compressed_image(file, &status) != 0 ? 1032 : 1;
     std::array<LONGLONG, 3> sizes{1, 1, 1};
     int dimensions = 0, type = 0, storedBits = 0;
     fits_get_img_dim(file, &dimensions, &status);
@@ -101,7 +101,9 @@ cv::Mat readPlane(fitsfile* file, const FitsLayout& layout, int plane, int& stat
     const int type = floats ? TFLOAT : layout.type == CV_16U ? TUSHORT : TBYTE;
     fits_read_pixll(file, type, first.data(), static_cast<LONGLONG>(values.total()), floats ? &noValue : nullptr,
                     values.data, &anyWithoutValue, &status);
-    if (status == 0 && floats) values.setTo(0, ~(cv::abs(values) <= FLT_MAX));  // no comparison holds for NaN
+    // No comparison holds for what is no number. The largest are dropped as well: their sums would not fit.
+    constexpr float largestValue = 1e30F;
+    if (status == 0 && floats) values.setTo(0, ~(cv::abs(values) <= largestValue));
     return values;
 }
 
@@ -127,6 +129,13 @@ cv::Mat readPicture(fitsfile* file, const FitsLayout& layout, int& status) {
 
 cv::Mat readFits(const std::string& path, std::string& problem) {
     problem.clear();
+    std::string firstBytes(6, '\0');
+    // The library would unpack archives too, of whatever size they claim.
+    if (!std::ifstream(path, std::ios::binary).read(firstBytes.data(), 6) || firstBytes != "SIMPLE") {
+        problem = formatText(tr("%s is no FITS file: it does not begin with SIMPLE (a packed one must be unpacked)."),
+                             path.c_str());
+        return {};
+    }
     int status = 0;
     fitsfile* opened = nullptr;
     // Not the usual opening, which takes brackets in a name for a choice of rows.
