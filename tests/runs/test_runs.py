@@ -52,9 +52,11 @@ def cannot_write(name):
 class EndToEnd(unittest.TestCase):
     def test_console_shift_list_and_pictures(self):
         """With names that a format, another character set or a line end in them could break."""
-        outcome = run(b"Reference ref.bmp\nAngle 0\nBloc 0\nCompositage ./sum.bmp\nSource moved.bmp a%n\x8e.bmp\r 32 24\n"
+        outcome = run(b"Reference ref.bmp\nAngle 0\nBloc 0\nCompositage ./sum.bmp\n"
+                      b"Source moved.bmp a%n\x8e.bmp\r 32 24\n"
                       b"bogus\nSource gone%s.bmp b.bmp\nSource far%n\xe9.bmp c.bmp\nSource high.bmp d.bmp\n",
-                      usual_files | {os.fsdecode(b"far%n\xe9.bmp"): far, "high.bmp": high}, arguments=("script", "other"))
+                      usual_files | {os.fsdecode(b"far%n\xe9.bmp"): far, "high.bmp": high},
+                      arguments=("script", "other"))
         self.assertEqual(outcome.console, start + b"Image de reference: ref.bmp\nAngle min=0.000000  \n"
                          b"Largeur de grille=0  \nImage compositee: ./sum.bmp\n"
                          b"Image source: moved.bmp Fichier resultat: a%n\x8e.bmp\r Point x0=32 y0=24\n"
@@ -77,8 +79,8 @@ class EndToEnd(unittest.TestCase):
         self.assertEqual(outcome.status, 0)
         self.assertEqual(outcome.files["shift.lst"], b"3 -2 \n10 4   Non optimal\n2 -10   Non optimal\n")
         self.assertEqual(outcome.files[os.fsdecode(b"a%n\x8e.bmp\r")], restored)
-        self.assertEqual(sorted(map(os.fsencode, outcome.files)), [b".bmp", b"B.fit", b"R.fit", b"V.fit", b"a%n\x8e.bmp\r",
-                                                                   b"c.bmp", b"d.bmp", b"shift.lst"])
+        self.assertEqual(sorted(map(os.fsencode, outcome.files)),
+                         [b".bmp", b"B.fit", b"R.fit", b"V.fit", b"a%n\x8e.bmp\r", b"c.bmp", b"d.bmp", b"shift.lst"])
 
     def test_composite_bytes(self):
         # Twice the same picture and one that is missing: sums of two, means over three.
@@ -99,11 +101,12 @@ class EndToEnd(unittest.TestCase):
     def test_angles_without_end(self):
         for angles in (b"inf inf 1", b"-inf inf 1", b"nan 1 1", b"0 nan 1"):
             with self.subTest(angles):
-                outcome = run(b"Reference ref.bmp\nAngle " + angles + b"\nSource moved.bmp a.bmp\n", usual_files, timeout=5)
+                outcome = run(b"Reference ref.bmp\nAngle " + angles + b"\nSource moved.bmp a.bmp\n", usual_files,
+                              timeout=30)
                 self.assertEqual((outcome.status, outcome.console.endswith(end)), (0, True))
 
     def test_words_that_ask_for_help(self):
-        for word, text in ((b"--help", b"Usage : quillorne [SCRIPT]\n"), (b"--version", b"quillorne 2.1.0\n")):
+        for word, text in ((b"--help", b"Usage : quillorne [SCRIPT]\n"), (b"--version", b"quillorne ")):
             outcome = run(b"", {}, arguments=(word,))
             self.assertEqual((outcome.status, outcome.console[:len(text)], outcome.files), (0, text, {}))
             self.assertIn(b"Angle min=1", run(b"", {os.fsdecode(word): b"Angle 1"}, arguments=(word,)).console)
@@ -249,7 +252,8 @@ class Faults(unittest.TestCase):
 
         for name in (b"full", b"link", b"no/such/folder.bmp", b"."):
             with self.subTest(name):  # the second time the device is still there
-                script = b"Reference ref.bmp\n" + 2 * (b"Source moved.bmp " + name + b"\n") + b"Source moved.bmp b.bmp\n"
+                line = b"Source moved.bmp " + name + b"\n"
+                script = b"Reference ref.bmp\n" + line + line + b"Source moved.bmp b.bmp\n"
                 outcome = run(script, usual_files, prepare=prepare)
                 for entry in (2, 3):
                     self.assertIn(b"Sauvegarde d'une image " + name + cannot_write(name) + heading(entry, b"moved.bmp"),
@@ -262,7 +266,8 @@ class Faults(unittest.TestCase):
     def test_every_allocation_refused(self):
         """The run is whole, or says what it lacks and ends as a fatal error does."""
         for settings in (b"Bloc 20 4 1 0.5\n", b"Bloc 20 4 1 1\n", b"Angle -1 1 0.5\nTranslation 2\n"):
-            first_star_missing = b"(hauteur.|global : )\n-{50}\n[^*]" if b"Angle" in settings else b"hauteur.\n-{50}\n[^*]"
+            stage = b"global : " if b"Angle" in settings else b"hauteur."
+            first_star_missing = stage + b"\n-{50}\n[^*]"
             script, number, good_in_a_row = full_script.replace(b"Bloc 10 4 1 1\n", settings), 0, 0
             whole = run(script, usual_files)
             while good_in_a_row < 20:  # behind the last allocation; the C library makes up for few of its own
