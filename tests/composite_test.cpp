@@ -47,6 +47,7 @@ TEST(WriteComposite, ScalesTheSums) {
                  {126, 32130, 255, "32256", "\x7D\x82"},
                  {127, 32385, 255, "32512", "\x7E\x81"},
                  {200, 12345, 61, "32512", "\x1E\x9F"},
+                 {1000, 254937, 254, "32512", "\x7E\x78"},
                  {29999, 7649745, 254, "32512", "\x7E\x81"}};
     for (const auto& [imageCount, sum, mean, high, sample] : cases) {
         const auto trial = testing::Message() << imageCount << " images, sum " << sum;

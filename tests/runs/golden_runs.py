@@ -1,6 +1,6 @@
-"""golden_runs.py [--write]: the whole runs of golden_runs.txt, whose console, shift list and pictures must have the bytes
-whose hashes stand in golden_hashes.txt, at every level of vector instructions; the pictures by the definitions, too.
---write makes the hashes anew, at the plain level."""
+"""golden_runs.py [--write]: the whole runs of golden_runs.txt, whose console, shift list and pictures must have the
+bytes whose hashes stand in golden_hashes.txt, at every level of vector instructions; the pictures by the definitions,
+too. --write makes the hashes anew, at the plain level."""
 
 import hashlib
 import os
@@ -39,11 +39,12 @@ def make_scene(width, height):
     return [[pixel(x, y, noise) for x, noise in enumerate(row)] for y, row in enumerate(make_texture(width, height))]
 
 
-scene, long, large = make_scene(121, 90), make_texture(1100, 12), make_scene(300, 300)
+scene, noise, long, large = make_scene(121, 90), make_texture(121, 90), make_texture(1100, 12), make_scene(300, 300)
 tiles = [[(x % 4 * 50, y % 4 * 50, 99) for x in range(96)] for y in range(64)]
 pictures = {
     "ref": scene, "same": move(scene, 5, -3), "turned": turn(scene, 4095, 93, -4, 2), "far": move(scene, 20, 20),
-    "small": turn(scene, 4096, -43, 1, 1)[20:70], "noise": make_texture(121, 90), "dot": [[(200, 100, 50)]],
+    "small": turn(scene, 4096, -43, 1, 1)[20:70], "noise": noise, "left": move(noise, -10, 1), "low": move(noise, 1, 10),
+    "dot": [[(200, 100, 50)]],
     "odd": make_texture(7, 5), "tiles": tiles, "tiles2": move(tiles, 1, 2), "black": [[(0, 0, 0)] * 70] * 50,
     "white": [[(255, 255, 255)] * 61] * 47, "long": long, "long2": move(long, 5, -3), "large": large,
     "larger": turn(make_scene(310, 330), 4094, 120, 3, 1), "wide": move(make_scene(420, 280), -6, 4)}

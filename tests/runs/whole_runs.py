@@ -83,10 +83,12 @@ def waiting_run(script, files, last_line, prepare=lambda directory: None):
         write_files(directory, {"ScriptQuillorne2.txt": script, **files})
         prepare(directory)
         with subprocess.Popen(program, cwd=directory, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
-            timer = threading.Timer(60, process.kill)
+            timer = threading.Timer(30, process.kill)
             timer.start()
-            next((line for line in process.stdout if line == last_line), None)
+            came = last_line in process.stdout  # reads up to it
             timer.cancel()
+            if not came:
+                raise AssertionError(f"the console ended without {last_line!r}")
             yield process
 
 
