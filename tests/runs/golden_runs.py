@@ -46,7 +46,8 @@ pictures = {
     "small": turn(scene, 4096, -43, 1, 1)[20:70], "noise": noise, "left": move(noise, -10, 1), "low": move(noise, 1, 10),
     "dot": [[(200, 100, 50)]],
     "odd": make_texture(7, 5), "tiles": tiles, "tiles2": move(tiles, 1, 2), "black": [[(0, 0, 0)] * 70] * 50,
-    "white": [[(255, 255, 255)] * 61] * 47, "long": long, "long2": move(long, 5, -3), "large": large,
+    "white": [[(255, 255, 255)] * 61] * 47, "long": long, "large": large,
+    "long2": [[tuple(byte * 3 // 4 for byte in pixel) for pixel in row] for row in move(long, 5, -3)],
     "larger": turn(make_scene(310, 330), 4094, 120, 3, 1), "wide": move(make_scene(420, 280), -6, 4)}
 files = {name + ".bmp": make_bmp(rows) for name, rows in pictures.items()}
 files["cut.bmp"] = files["same.bmp"][:20000]  # the pixels that it lacks have no data
