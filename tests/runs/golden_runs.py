@@ -39,7 +39,7 @@ def make_scene(width, height):
     return [[pixel(x, y, noise) for x, noise in enumerate(row)] for y, row in enumerate(make_texture(width, height))]
 
 
-scene, noise, long, large = make_scene(121, 90), make_texture(121, 90), make_texture(1100, 12), make_scene(300, 300)
+scene, noise, long, large = make_scene(121, 90), make_texture(121, 90), make_texture(1100, 40), make_scene(300, 300)
 tiles = [[(x % 4 * 50, y % 4 * 50, 99) for x in range(96)] for y in range(64)]
 pictures = {
     "ref": scene, "same": move(scene, 5, -3), "turned": turn(scene, 4095, 93, -4, 2), "far": move(scene, 20, 20),
