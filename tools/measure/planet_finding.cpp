@@ -90,7 +90,8 @@ PlanetFix findPlanet(const cv::Mat& grey) {
     cv::Mat light = cv::Mat::zeros(excess.size(), CV_32F);
     cv::subtract(excess, edge, light, piece.mask);
     const cv::Moments moments = cv::moments(light);
-    PlanetFix fix{.found = true};
+    PlanetFix fix;
+    fix.found = true;
     fix.x = (moments.m10 / moments.m00 + 0.5) * factor - 0.5;
     fix.y = (moments.m01 / moments.m00 + 0.5) * factor - 0.5;
     fix.area = piece.area * factor * factor;

@@ -148,7 +148,9 @@ SurfaceView makeSurfaceView(const cv::Mat& grey) {
     const int longer = std::max(grey.cols, grey.rows);
     const int factor = std::max(1, (longer + detailSize / 2) / detailSize);
     const int fineFactor = std::max(1, longer / 2000);
-    SurfaceView view{.detail = keepDetail(reduce(grey, factor)), .factor = static_cast<double>(factor)};
+    SurfaceView view;
+    view.detail = keepDetail(reduce(grey, factor));
+    view.factor = factor;
     view.spectrum = makeSpectrum(view.detail);
     view.fineFactor = fineFactor;
     if (factor > 2) view.fine = reduce(grey, fineFactor).clone();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "measure/star_matching.h"
+
 namespace {
 
 constexpr double keyDistance = 0.2;       // of the picture: beyond it a frame becomes a key frame
