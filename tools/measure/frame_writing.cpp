@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <opencv2/imgproc.hpp>
+#include <opencv2/core.hpp>
 
 #include "base/format_text.h"
 #include "base/messages.h"
 #include "base/progress_bar.h"
 #include "measure/bmp_frame.h"
+#include "measure/hot_pixels.h"
 #include "measure/selection.h"
+#include "measure/sky.h"
 
 namespace fs = std::filesystem;
 
@@ -16,7 +18,7 @@ namespace {
 
 constexpr double clippedShare = 1e-3;    // of a frame's values above the scale, from which it is flagged
 constexpr double hotShare = 0.6;         // of the frames that show a pixel alone, from which it is taken for hot
-constexpr double leastScatter = 3;       // pixels; a star would have left its pixel by then
+constexpr double leastMove = 2;          // pixels; a star would have left its pixel by then
 
 void planScale(const MeasuredSeries& measured, const PrepareOptions& options, FramePlan& plan) {
     if (options.scale) {
@@ -33,22 +35,27 @@ void planScale(const MeasuredSeries& measured, const PrepareOptions& options, Fr
     }
 }
 
+// How far the object stands from where it stands in the reference, in the middle of all frames.
+double measureUsualMove(const MeasuredSeries& measured, const Placement& placement) {
+    std::vector<float> moves;
+    for (size_t i = 0; i < measured.frames.size(); ++i) {
+        if (!isGood(measured.frames[i])) continue;
+        moves.push_back(static_cast<float>(cv::norm(placement.origins[i] - placement.referenceOrigin)));
+    }
+    return takeMedian(moves);
+}
+
 void planRepair(const MeasuredSeries& measured, const Placement& placement, FramePlan& plan) {
-    if (measured.spikeCounts.empty() || placement.scatter < leastScatter) return;
+    if (measureUsualMove(measured, placement) < leastMove) return;
     const auto good = std::count_if(measured.frames.begin(), measured.frames.end(), isGood);
-    cv::Mat repaired = measured.spikeCounts >= std::max(3.0, hotShare * static_cast<double>(good));
+    const cv::Mat repaired = measured.spikeCounts >= std::max(3.0, hotShare * static_cast<double>(good));
     const int count = cv::countNonZero(repaired);
     if (count == 0) return;
     plan.repaired = repaired;
-    plan.repairWhy = formatText(tr("%d hot pixels, which stand still while the stars move, are replaced by the median of "
-                                   "what lies around them: stars could be confused with them."),
+    plan.repairWhy = formatText(tr("%d pixels that stand out in most frames at the same place, while the object moves, are "
+                                   "hot or dead: they are replaced by the median of what lies around them, since frames "
+                                   "would be laid on each other by them."),
                                 count);
-}
-
-void repairPixels(cv::Mat& picture, const cv::Mat& repaired) {
-    cv::Mat calm;
-    cv::medianBlur(picture, calm, 3);
-    calm.copyTo(picture, repaired);
 }
 
 FrameRecord makeRecord(const MeasuredSeries& measured, const Placement& placement, size_t index) {
@@ -84,7 +91,7 @@ std::vector<std::string> listOldFrames(const std::string& folder) {
 FramePlan planFrames(const MeasuredSeries& measured, const Placement& placement, const PrepareOptions& options) {
     FramePlan plan;
     planScale(measured, options, plan);
-    if (measured.kind == ObjectKind::stars) planRepair(measured, placement, plan);
+    planRepair(measured, placement, plan);
     plan.crop = options.crop ? chooseCrop(measured, placement) : measured.size;
     return plan;
 }

@@ -8,11 +8,12 @@
 namespace {
 
 constexpr int fewStars = 5;
+constexpr double largeArea = 150;  // pixels; no star is as large
 
-// A compact thing holds most of the light, and what lies round it is even against it.
-bool looksCompact(const PlanetFix& fix, const cv::Mat& grey) {
-    return fix.found && !fix.cut && fix.share > 0.5 && fix.skyScatter < 0.2 * fix.brightness &&
-           fix.area < 0.7 * static_cast<double>(grey.total());
+// One thing holds most of the light, and what lies round it is even against it.
+bool standsAlone(const PlanetFix& fix, const cv::Mat& grey) {
+    const PlanetSurroundings beside = measureSurroundings(grey, fix);
+    return beside.share > 0.5 && beside.scatter < 0.2 * fix.brightness;
 }
 
 // Points on a sky: texture has about as many dark spots as bright ones.
@@ -33,20 +34,19 @@ const char* nameObjectKind(ObjectKind kind) {
 
 void voteForKind(const cv::Mat& grey, KindVotes& votes) {
     const PlanetFix fix = findPlanet(grey);
-    const bool compact = looksCompact(fix, grey);
-    if (compact && fix.area >= 150) {
+    if (!fix.found) return;
+    const bool alone = standsAlone(fix, grey);
+    const bool compact = alone && !fix.cut && fix.area < 0.7 * static_cast<double>(grey.total());
+    if (compact && fix.area >= largeArea) {
         ++votes.planet;
-        return;
-    }
-    if (looksStarry(findStars(grey, 40))) {
+    } else if (looksStarry(findStars(grey, 40))) {
         ++votes.stars;
     } else if (compact) {
         ++votes.planet;
-    } else if (fix.found && fix.cut && fix.share > 0.5 && fix.skyScatter < 0.2 * fix.brightness) {
-        return;  // a disc half out of the frame, or a surface that ends in it: the other frames tell
-    } else if (fix.found) {
+    } else if (!alone || !fix.cut) {
         ++votes.surface;
     }
+    // A disc half out of the frame and a surface that ends in it look alike: the other frames tell.
 }
 
 ObjectKind decideKind(const KindVotes& votes) {

@@ -4,13 +4,13 @@
 #include <cmath>
 
 #include "measure/selection.h"
-#include "measure/sky.h"
+#include "measure/star_origin.h"
 
 namespace {
 
 constexpr int searchReach = 12;         // pixels: the alignment's own search round the origin, and two more
 constexpr int smallestWindow = 64;      // pixels of a side that still hold enough texture
-constexpr double leastStarOverlap = 0.15;
+constexpr double leastStarOverlap = 0.25;
 constexpr double skyMargin = 24;        // pixels beside a planet, both sides together
 
 struct Spread {
@@ -83,7 +83,7 @@ void placeOnSurface(MeasuredSeries& measured, size_t reference, Placement& place
     placement.referenceOrigin = cv::Point(measured.size / 2);
 }
 
-void placeOnStars(MeasuredSeries& measured, size_t reference, Placement& placement) {
+void placeOnStars(MeasuredSeries& measured, size_t reference, bool turn, Placement& placement) {
     for (size_t i = 0; i < measured.frames.size(); ++i) {
         if (!isGood(measured.frames[i])) continue;
         const Place move = measureMove(measured, reference, i);
@@ -92,9 +92,11 @@ void placeOnStars(MeasuredSeries& measured, size_t reference, Placement& placeme
         if (width * height < leastStarOverlap) measured.frames[i].flags.emplace_back("overlap");
     }
     const Spread spread = measureSpread(measured, reference);
-    const cv::Rect area = findCommonOrigins(spread, measured.size, {});
-    placement.referenceOrigin = hasRoom(area) ? (area.tl() + area.br()) / 2 : cv::Point(measured.size / 2);
-    placement.divisor = 1;
+    const std::vector<Star>& stars = measured.frames[reference].stars;
+    const cv::Size window = turn ? measured.size / 4 : cv::Size();
+    const cv::Rect area = findCommonOrigins(spread, measured.size, window);
+    const auto origin = turn ? chooseTurnOrigin(stars, area, window) : chooseStarOrigin(stars, area);
+    placement.referenceOrigin = origin.value_or(cv::Point(measured.size / 2));
 }
 
 void placeOnPlanet(const MeasuredSeries& measured, size_t reference, Placement& placement) {
@@ -108,11 +110,11 @@ void placeOnPlanet(const MeasuredSeries& measured, size_t reference, Placement& 
 
 }  // namespace
 
-Placement placeOrigins(MeasuredSeries& measured, size_t reference) {
+Placement placeOrigins(MeasuredSeries& measured, size_t reference, bool turn) {
     Placement placement;
     if (measured.kind == ObjectKind::planet) placeOnPlanet(measured, reference, placement);
     if (measured.kind == ObjectKind::surface) placeOnSurface(measured, reference, placement);
-    if (measured.kind == ObjectKind::stars) placeOnStars(measured, reference, placement);
+    if (measured.kind == ObjectKind::stars) placeOnStars(measured, reference, turn, placement);
     const Pose& base = measured.frames[reference].tracked.pose;
     const cv::Point origin = placement.referenceOrigin;
     const Place scene = placeInScene(base, {static_cast<double>(origin.x), static_cast<double>(origin.y)});
@@ -121,9 +123,9 @@ Placement placeOrigins(MeasuredSeries& measured, size_t reference) {
         placement.origins.emplace_back(static_cast<int>(std::lround(place.x)), static_cast<int>(std::lround(place.y)));
         if (!isGood(frame)) continue;
         placement.scatter = std::max(placement.scatter, std::hypot(place.x - origin.x, place.y - origin.y));
-        const double turn = frame.tracked.pose.angle - base.angle;
-        placement.smallestTurn = std::min(placement.smallestTurn, turn);
-        placement.largestTurn = std::max(placement.largestTurn, turn);
+        const double angle = frame.tracked.pose.angle - base.angle;
+        placement.smallestTurn = std::min(placement.smallestTurn, angle);
+        placement.largestTurn = std::max(placement.largestTurn, angle);
     }
     return placement;
 }

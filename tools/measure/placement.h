@@ -15,9 +15,10 @@ struct Placement {
     double largestTurn = 0, smallestTurn = 0;  // radians, of the good frames against the reference
 };
 
-/// Puts the origin on the object; for surfaces and stars on a point that all good frames show with a window round it.
+/// Puts the origin on the object; for surfaces on a point that all good frames show with a window round it, for stars on
+/// a bright one that they all show, or with turn where the stars around tell angles best.
 /// Frames for which there is no such place, since they share too little with the reference, are flagged overlap.
-[[nodiscard]] Placement placeOrigins(MeasuredSeries& measured, size_t reference);
+[[nodiscard]] Placement placeOrigins(MeasuredSeries& measured, size_t reference, bool turn);
 
 /// The windows of one size, round the origins and within the frames, that --crop writes: the object of a planet with
 /// some sky, of surfaces and stars what all good frames share.

@@ -167,7 +167,7 @@ int prepareFrames(const PrepareOptions& options, PreparedSeries* result) {
         return 2;
     }
     const std::string keepWhy = flagByRank(measured.frames, *reference, *rule);
-    const Placement placement = placeOrigins(measured, *reference);
+    const Placement placement = placeOrigins(measured, *reference, options.turn);
 
     PreparedSeries series;
     FramePlan framePlan = planFrames(measured, placement, options);

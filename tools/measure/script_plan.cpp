@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 #include "base/format_text.h"
@@ -31,8 +32,9 @@ void planAngle(const PreparedSeries& series, const Placement& placement, const P
                                       "more."),
                                    defaultTurn);
     }
-    // Whole degrees are tried from the first on; half a degree more at the end, or rounding may drop the last.
-    plan.angle = AngleRange{std::floor(smallest), std::ceil(largest) + 0.5, series.kind == ObjectKind::stars ? 0.04 : 0.1};
+    // Whole degrees are tried from the first on and refined by a little more than half a degree. The range ends half a
+    // degree after the last, or rounding may drop that one.
+    plan.angle = AngleRange{std::round(smallest), std::round(largest) + 0.5, series.kind == ObjectKind::stars ? 0.04 : 0.1};
     plan.translation = series.kind == ObjectKind::stars ? 0 : centreTolerance;
     plan.translationWhy = series.kind == ObjectKind::stars
                               ? tr("No shift beside the origins: they were measured more exactly than whole degrees "
@@ -64,11 +66,17 @@ ScriptPlan planScript(const PreparedSeries& series, const Placement& placement, 
         plan.optiTranslationWhy = formatText(tr("A window of 1/%d of the frame round the origin: the largest that lies "
                                                 "within all frames, which move by up to %.0f pixels."),
                                              placement.divisor, placement.scatter);
-    } else {
-        plan.optiTranslationWhy = tr("The whole frame is compared: stars are few.");
     }
     if (options.turn) {
         planAngle(series, placement, options, plan);
+    } else if (series.kind == ObjectKind::stars) {
+        // The alignment compares every other row, and bright stars outweigh all others by far: where the stars' own
+        // centres are known to a fraction of a pixel, its search would be a step back by a pixel or two.
+        plan.angle = AngleRange{0, 0.5, std::numeric_limits<double>::infinity()};
+        plan.angleWhy = tr("The origins come from the centres of many stars and are more exact than a search of shifts. "
+                           "With this line none is made: the angle 0 is the only one tried, a resolution without end "
+                           "(inf) leaves it as it is, and Translation holds. To search all the same, take it out.");
+        plan.translationWhy = tr("No shift beside the origins, which say where the reference's origin lies in each frame.");
     } else {
         plan.optiTranslation = placement.divisor;
     }

@@ -6,6 +6,7 @@
 
 #include "base/messages.h"
 #include "base/progress_bar.h"
+#include "measure/hot_pixels.h"
 #include "measure/planet_finding.h"
 #include "measure/sky.h"
 #include "measure/star_detection.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr int votingFrames = 12;
 constexpr int starCount = 120;         // the brightest, of each frame
+constexpr size_t keptStarCount = 40;   // of those, the ones from which an origin is chosen later
 constexpr size_t sharpStarCount = 30;  // of those, the ones that tell how sharp it is
 
 void measurePlanet(const cv::Mat& grey, MeasuredFrame& frame) {
@@ -55,6 +57,7 @@ void measureSurface(const cv::Mat& grey, MeasuredFrame& frame) {
 
 void measureFrame(const cv::Mat& grey, MeasuredSeries& measured, Tracker& tracker, MeasuredFrame& frame) {
     const double longerSide = std::max(grey.cols, grey.rows);
+    countSpikes(grey, measured.spikeCounts);
     if (measured.kind == ObjectKind::planet) {
         measurePlanet(grey, frame);
     } else if (measured.kind == ObjectKind::surface) {
@@ -63,8 +66,8 @@ void measureFrame(const cv::Mat& grey, MeasuredSeries& measured, Tracker& tracke
     } else {
         const StarField field = findStars(grey, starCount);
         measureStars(field, frame);
-        if (measured.spikeCounts.empty()) measured.spikeCounts = cv::Mat::zeros(grey.size(), CV_32S);
-        cv::add(measured.spikeCounts, field.spikes, measured.spikeCounts, cv::noArray(), CV_32S);
+        frame.stars.assign(field.stars.begin(), field.stars.begin() + static_cast<std::ptrdiff_t>(
+                                                                           std::min(field.stars.size(), keptStarCount)));
         if (field.stars.size() < 3) {
             frame.flags.emplace_back("missing");
         } else {

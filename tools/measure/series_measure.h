@@ -19,6 +19,7 @@ struct MeasuredFrame {
     TrackedPose tracked;
     cv::Size extent;                 // of the object, pixels; planets only
     double area = 0;                 // of the object, pixels; planets only
+    std::vector<Star> stars;         // the brightest; stars only
     DetailMeasure detail;            // in the values of the file
     double sharpness = 0;
 };
@@ -29,7 +30,7 @@ struct MeasuredSeries {
     std::vector<MeasuredFrame> frames;
     bool needsScale = false;           // some frame has more than 8 bits
     BrightnessHistogram histogram;
-    cv::Mat spikeCounts;               // CV_32S: in how many frames a pixel stood out all alone; stars only
+    cv::Mat spikeCounts;               // CV_32S: in how many frames a pixel stood out all alone
 };
 
 /// "film.ser#12", or the path of a still picture.

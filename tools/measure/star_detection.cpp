@@ -91,19 +91,6 @@ Star measureStar(const FlatSky& flat, cv::Point peak) {
     return star;
 }
 
-cv::Mat markSpikes(const FlatSky& flat) {
-    cv::Mat spikes = cv::Mat::zeros(flat.excess.size(), CV_8U);
-    for (int y = 1; y < spikes.rows - 1; ++y) {
-        const float* row = flat.excess.ptr<float>(y);
-        for (int x = 1; x < spikes.cols - 1; ++x) {
-            if (static_cast<double>(row[x]) > noiseSigmas * flat.noise && isSpike(flat.excess, x, y, flat.noise)) {
-                spikes.at<uint8_t>(y, x) = 1;
-            }
-        }
-    }
-    return spikes;
-}
-
 }  // namespace
 
 StarField findStars(const cv::Mat& grey, int maximum) {
@@ -130,6 +117,5 @@ StarField findStars(const cv::Mat& grey, int maximum) {
     field.coverage = static_cast<double>(cv::countNonZero(cv::abs(flat.smooth) > 4 * flat.smoothNoise)) /
                      static_cast<double>(grey.total());
     field.noise = flat.noise;
-    field.spikes = markSpikes(flat);
     return field;
 }

@@ -15,7 +15,6 @@ struct StarField {
     int darkCount = 0;          // what stands out as far below the sky: none in a star field, many in a textured picture
     double coverage = 0;        // the part of all pixels that stands out of the sky
     double noise = 0;           // standard deviation of one pixel of the sky
-    cv::Mat spikes;             // CV_8U, 1 where a pixel stands out all alone, as a hot pixel does, else 0
 };
 
 /// Finds the stars of a grey frame. Single hot pixels are passed over.

@@ -128,6 +128,36 @@ Pose fitPose(const std::vector<StarPair>& pairs) {
     return {secondX - middle.x, secondY - middle.y, pose.angle};
 }
 
+Pose fitShift(const std::vector<StarPair>& pairs) {
+    Pose pose;
+    for (const StarPair& pair : pairs) {
+        pose.x += (pair.second->x - pair.first->x) / static_cast<double>(pairs.size());
+        pose.y += (pair.second->y - pair.first->y) / static_cast<double>(pairs.size());
+    }
+    return pose;
+}
+
+// The rms distance of the pairs, pixels.
+double measureSpread(const std::vector<StarPair>& pairs, const Pose& pose) {
+    double squares = 0;
+    for (const StarPair& pair : pairs) {
+        const Place place = placeInFrame(pose, {pair.first->x, pair.first->y});
+        squares += std::pow(place.x - pair.second->x, 2) + std::pow(place.y - pair.second->y, 2);
+    }
+    return std::sqrt(squares / static_cast<double>(pairs.size()));
+}
+
+// The sum of the squared distances from the stars' own middle, square pixels.
+double measureMoment(const std::vector<StarPair>& pairs) {
+    double sumX = 0, sumY = 0, squares = 0;
+    for (const StarPair& pair : pairs) {
+        sumX += pair.first->x;
+        sumY += pair.first->y;
+        squares += pair.first->x * pair.first->x + pair.first->y * pair.first->y;
+    }
+    return std::max(squares - (sumX * sumX + sumY * sumY) / static_cast<double>(pairs.size()), 1e-9);
+}
+
 struct Candidate {
     Vote vote;
     double angle = 0;
@@ -155,13 +185,10 @@ std::optional<StarMatch> refineMatch(const std::vector<Star>& first, const std::
         if (pairs.size() < 3) return std::nullopt;
         match.pose = fitPose(pairs);
     }
-    double squares = 0;
-    for (const StarPair& pair : pairs) {
-        const Place place = placeInFrame(match.pose, {pair.first->x, pair.first->y});
-        squares += std::pow(place.x - pair.second->x, 2) + std::pow(place.y - pair.second->y, 2);
-    }
     match.pairs = static_cast<int>(pairs.size());
-    match.spread = std::sqrt(squares / static_cast<double>(pairs.size()));
+    match.spread = measureSpread(pairs, match.pose);
+    // A turn no larger than the stars' own scatter can make is none: left in, it would move the far corners.
+    if (std::abs(match.pose.angle) < 4 * match.spread / std::sqrt(measureMoment(pairs))) match.pose = fitShift(pairs);
     return match;
 }
 
