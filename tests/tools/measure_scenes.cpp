@@ -50,7 +50,8 @@ cv::Mat drawGround(cv::Size size, uint64_t seed) {
 
 cv::Mat cutGround(const cv::Mat& ground, cv::Size size, double x, double y) {
     cv::Mat frame;
-    const cv::Point2f centre(static_cast<float>(x + (size.width - 1) / 2.0), static_cast<float>(y + (size.height - 1) / 2.0));
+    const cv::Point2f centre(static_cast<float>(x + (size.width - 1) / 2.0),
+                             static_cast<float>(y + (size.height - 1) / 2.0));
     cv::getRectSubPix(ground, size, centre, frame);
     return frame;
 }
@@ -92,7 +93,8 @@ cv::Mat takeFrame(const cv::Mat& scene, const Weather& weather, uint64_t seed) {
     frame = frame * random.uniform(1 - weather.flicker, 1.0) + sky + noise;
     cv::RNG fixed(77);
     for (int i = 0; i < weather.hotPixels; ++i) {
-        frame.at<float>(fixed.uniform(0, frame.rows), fixed.uniform(0, frame.cols)) += static_cast<float>(fixed.uniform(300, 4000));
+        frame.at<float>(fixed.uniform(0, frame.rows), fixed.uniform(0, frame.cols)) +=
+            static_cast<float>(fixed.uniform(300, 4000));
     }
     cv::Mat levels;
     frame = cv::min(frame, 4095);

@@ -4,24 +4,24 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-// Scenes whose truth is known, as bad as real nights: noise, hot pixels, gradients of the sky, flicker, blur that changes
-// from frame to frame. Frames are CV_16U, of 12 bits: 0 to 4095.
+// Scenes whose truth is known, as bad as real nights: noise, hot pixels, gradients of the sky, flicker, blur that
+// changes from frame to frame. Frames are CV_16U, of 12 bits: 0 to 4095.
 
 /// What the camera and the sky do to every frame.
 struct Weather {
-    double noise = 30;        // standard deviation, levels
-    double gradient = 200;    // levels that the sky gains from left to right
-    double flicker = 0.2;     // the brightness varies by up to this part
+    double noise = 30;                          // standard deviation, levels
+    double gradient = 200;                      // levels that the sky gains from left to right
+    double flicker = 0.2;                       // the brightness varies by up to this part
     double leastBlur = 0.8, largestBlur = 2.0;  // pixels
-    int hotPixels = 200;      // that stand still
+    int hotPixels = 200;                        // that stand still
 };
 
 struct PlanetScene {
-    double radius = 35;       // pixels
-    double phase = 1;         // lit part of the diameter: 1 full, 0.4 a crescent
-    double halo = 0.1;        // of the disc's brightness
+    double radius = 35;  // pixels
+    double phase = 1;    // lit part of the diameter: 1 full, 0.4 a crescent
+    double halo = 0.1;   // of the disc's brightness
     bool moons = true;
-    double brightness = 2500; // levels
+    double brightness = 2500;  // levels
 };
 
 /// A planet with its centre (that of its whole disc) at a place of the frame.
@@ -41,7 +41,8 @@ struct SkyStar {
 [[nodiscard]] std::vector<SkyStar> scatterStars(cv::Size size, double margin, int count, uint64_t seed);
 
 /// The stars, turned by angle (radians) about the middle of the frame and then moved, each a small spot.
-[[nodiscard]] cv::Mat drawStars(cv::Size size, const std::vector<SkyStar>& stars, double moveX, double moveY, double angle);
+[[nodiscard]] cv::Mat drawStars(cv::Size size, const std::vector<SkyStar>& stars, double moveX, double moveY,
+                                double angle);
 
 /// What comes out of the camera: the scene blurred, flickering, over a bright sky, noisy, cut off at 4095.
 [[nodiscard]] cv::Mat takeFrame(const cv::Mat& scene, const Weather& weather, uint64_t seed);

@@ -16,16 +16,16 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr double clippedShare = 1e-3;    // of a frame's values above the scale, from which it is flagged
-constexpr double hotShare = 0.6;         // of the frames that show a pixel alone, from which it is taken for hot
-constexpr double leastMove = 2;          // pixels; a star would have left its pixel by then
+constexpr double clippedShare = 1e-3;  // of a frame's values above the scale, from which it is flagged
+constexpr double hotShare = 0.6;       // of the frames that show a pixel alone, from which it is taken for hot
+constexpr double leastMove = 2;        // pixels; a star would have left its pixel by then
 
 void planScale(const MeasuredSeries& measured, const PrepareOptions& options, FramePlan& plan) {
     if (options.scale) {
         plan.scale = {(*options.scale)[0], (*options.scale)[1]};
         plan.scaleWhy = formatText(tr("Values from %g (black) to %g (white), as asked for (--scale)."), plan.scale.low,
                                    plan.scale.high);
-    } else if (measured.needsScale) {
+    } else if (measured.histogram.total > 0) {
         plan.scale = chooseScale(measured.histogram);
         plan.scaleWhy = formatText(tr("Values from %g (black) to %g (white) in all frames alike, from the histogram of "
                                       "the series (--scale LOW HIGH chooses others)."),
@@ -52,10 +52,11 @@ void planRepair(const MeasuredSeries& measured, const Placement& placement, Fram
     const int count = cv::countNonZero(repaired);
     if (count == 0) return;
     plan.repaired = repaired;
-    plan.repairWhy = formatText(tr("%d pixels that stand out in most frames at the same place, while the object moves, are "
-                                   "hot or dead: they are replaced by the median of what lies around them, since frames "
-                                   "would be laid on each other by them."),
-                                count);
+    plan.repairWhy =
+        formatText(tr("%d pixels that stand out in most frames at the same place, while the object moves, are "
+                      "hot or dead: they are replaced by the median of what lies around them, since frames "
+                      "would be laid on each other by them."),
+                   count);
 }
 
 FrameRecord makeRecord(const MeasuredSeries& measured, const Placement& placement, size_t index) {
@@ -124,7 +125,8 @@ bool writeFrames(const MeasuredSeries& measured, const Placement& placement, con
             return false;
         }
         const cv::Rect window = placeCrop(placement.origins[i], plan.crop, measured.size);
-        ScaledPicture scaled = applyScale(frame.picture, plan.scale);
+        const bool scaledAtAll = options.scale || needsScale(frame.picture);
+        ScaledPicture scaled = applyScale(frame.picture, scaledAtAll ? plan.scale : BrightnessScale());
         if (!plan.repaired.empty()) repairPixels(scaled.picture, plan.repaired);
         clipped += scaled.aboveCount;
         values += static_cast<int64_t>(frame.picture.total()) * frame.picture.channels();

@@ -15,9 +15,9 @@
 struct FramePlan {
     BrightnessScale scale;
     std::string scaleWhy;
-    cv::Size crop;           // of the BMP frames
-    cv::Mat repaired;        // CV_8U, not 0 for pixels that are replaced by what lies around them; empty: none
-    std::string repairWhy;   // empty: nothing is repaired
+    cv::Size crop;          // of the BMP frames
+    cv::Mat repaired;       // CV_8U, not 0 for pixels that are replaced by what lies around them; empty: none
+    std::string repairWhy;  // empty: nothing is repaired
 };
 
 [[nodiscard]] FramePlan planFrames(const MeasuredSeries& measured, const Placement& placement,

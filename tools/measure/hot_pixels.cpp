@@ -7,6 +7,7 @@
 namespace {
 
 constexpr double noiseSigmas = 5;
+constexpr int tileCount = 8;
 
 }  // namespace
 
@@ -15,7 +16,7 @@ void countSpikes(const cv::Mat& grey, cv::Mat& counts) {
     cv::Mat highest, lowest;
     cv::dilate(grey, highest, neighbours);
     cv::erode(grey, lowest, neighbours);
-    const double limit = noiseSigmas * measureSky(grey, 16).noise;
+    const double limit = noiseSigmas * measureSky(grey, tileCount).noise;
     cv::Mat spikes = (grey > highest + limit) | (grey < lowest - limit);
     if (counts.empty()) counts = cv::Mat::zeros(grey.size(), CV_32S);
     cv::add(counts, cv::Scalar(1), counts, spikes);

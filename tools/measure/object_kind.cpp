@@ -26,9 +26,12 @@ bool looksStarry(const StarField& field) {
 
 const char* nameObjectKind(ObjectKind kind) {
     switch (kind) {
-        case ObjectKind::planet: return "planet";
-        case ObjectKind::surface: return "surface";
-        default: return "stars";
+        case ObjectKind::planet:
+            return "planet";
+        case ObjectKind::surface:
+            return "surface";
+        default:
+            return "stars";
     }
 }
 

@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr int searchReach = 12;         // pixels: the alignment's own search round the origin, and two more
-constexpr int smallestWindow = 64;      // pixels of a side that still hold enough texture
+constexpr int searchReach = 12;     // pixels: the alignment's own search round the origin, and two more
+constexpr int smallestWindow = 64;  // pixels of a side that still hold enough texture
 constexpr double leastStarOverlap = 0.25;
-constexpr double skyMargin = 24;        // pixels beside a planet, both sides together
+constexpr double skyMargin = 24;  // pixels beside a planet, both sides together
 
 struct Spread {
     double left = 0, right = 0, top = 0, bottom = 0;  // how far the frames' contents reach from the reference's

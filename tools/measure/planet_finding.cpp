@@ -63,7 +63,7 @@ double settleEdge(const cv::Mat& excess, const cv::Mat& mask, double noiseLevel)
 
 // A frame averaged down to the working size, without hot pixels, slightly smoothed.
 struct WorkingFrame {
-    int factor = 1;      // pixels of the frame a pixel of this
+    int factor = 1;       // pixels of the frame a pixel of this
     cv::Mat sky, excess;  // level of the sky, and what stands above it
     double noise = 0;
 };

@@ -19,8 +19,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t listedFrames = 20;        // left-out frames named one by one on the console; frames.csv has them all
-constexpr double noticedTurn = 0.15;       // degrees, from which a turn without --turn is worth a word
+constexpr size_t listedFrames = 20;   // left-out frames named one by one on the console; frames.csv has them all
+constexpr double noticedTurn = 0.15;  // degrees, from which a turn without --turn is worth a word
 constexpr double degreesPerRadian = 180 / std::numbers::pi;
 
 // Makes the folder, or says why nothing may be written there.
@@ -63,9 +63,10 @@ std::optional<ObjectKind> settleKind(const PrepareOptions& options, std::string&
     }
     KindVotes votes;
     const ObjectKind kind = findKind(*series, votes);
-    why = formatText(tr("Object: %s. Of the first frames, %d show one compact bright thing (planet), %d many small points "
-                        "(stars), %d something that fills them (surface); --object decides otherwise."),
-                     nameObjectKind(kind), votes.planet, votes.stars, votes.surface);
+    why = formatText(
+        tr("Object: %s. Of the first frames, %d show one compact bright thing (planet), %d many small points "
+           "(stars), %d something that fills them (surface); --object decides otherwise."),
+        nameObjectKind(kind), votes.planet, votes.stars, votes.surface);
     return kind;
 }
 
@@ -87,8 +88,8 @@ std::vector<std::string> listLeftOut(const MeasuredSeries& measured) {
     for (size_t i = 0; i < measured.frames.size(); ++i) {
         const MeasuredFrame& frame = measured.frames[i];
         if (isGood(frame)) continue;
-        lines.push_back(formatText(tr("Frame %zu (%s) left out: %s."), i + 1, frame.source.c_str(),
-                                   explainFlag(frame).c_str()));
+        lines.push_back(
+            formatText(tr("Frame %zu (%s) left out: %s."), i + 1, frame.source.c_str(), explainFlag(frame).c_str()));
     }
     return lines;
 }
@@ -182,9 +183,10 @@ int prepareFrames(const PrepareOptions& options, PreparedSeries* result) {
     if (!framePlan.repairWhy.empty()) plan.introduction.push_back(framePlan.repairWhy);
     const double turn = std::max(placement.largestTurn, -placement.smallestTurn) * degreesPerRadian;
     if (!options.turn && turn > noticedTurn) {
-        plan.introduction.push_back(formatText(tr("The frames turn by up to %.1f degrees, which this script leaves as it "
-                                                  "is; --turn turns them back."),
-                                               turn));
+        plan.introduction.push_back(
+            formatText(tr("The frames turn by up to %.1f degrees, which this script leaves as it "
+                          "is; --turn turns them back."),
+                       turn));
         printNotice("%s", plan.introduction.back().c_str());
     }
     plan.reference = chosen.frame;
@@ -198,8 +200,8 @@ int prepareFrames(const PrepareOptions& options, PreparedSeries* result) {
     printNotice("%s", plan.referenceWhy.c_str());
     for (const FrameRecord& record : series.frames) {
         if (!record.kept) continue;
-        plan.sources.push_back({record.frame, "aligned" + std::to_string(record.number) + ".bmp", record.originX,
-                                record.originY});
+        plan.sources.push_back(
+            {record.frame, "aligned" + std::to_string(record.number) + ".bmp", record.originX, record.originY});
     }
     plan.epilogue = leftOut;
     if (!writeScript(options, series, plan)) return 2;

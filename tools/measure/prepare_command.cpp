@@ -6,7 +6,8 @@
 #include "subcommands.h"
 
 void addPrepare(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("prepare", tr("Measures pictures; writes frames and a script to align them"));
+    CLI::App* command =
+        program.add_subcommand("prepare", tr("Measures pictures; writes frames and a script to align them"));
     command->footer(tr("Example: quillorne-tools prepare jupiter/*.png -o jupiter-sum"));
     const auto options = std::make_shared<PrepareOptions>();
     const auto object = std::make_shared<std::string>("auto");

@@ -54,8 +54,7 @@ std::optional<size_t> chooseReference(const std::vector<MeasuredFrame>& frames) 
     }
     const double middleX = takeMedian(columns), middleY = takeMedian(rows);
     const auto measureDistance = [&](size_t i) {
-        return static_cast<float>(
-            std::hypot(frames[i].tracked.pose.x - middleX, frames[i].tracked.pose.y - middleY));
+        return static_cast<float>(std::hypot(frames[i].tracked.pose.x - middleX, frames[i].tracked.pose.y - middleY));
     };
     for (const size_t i : good) distances.push_back(measureDistance(i));
     const float limit = static_cast<float>(takeMedian(distances));

@@ -67,7 +67,7 @@ void measureFrame(const cv::Mat& grey, MeasuredSeries& measured, Tracker& tracke
         const StarField field = findStars(grey, starCount);
         measureStars(field, frame);
         frame.stars.assign(field.stars.begin(), field.stars.begin() + static_cast<std::ptrdiff_t>(
-                                                                           std::min(field.stars.size(), keptStarCount)));
+                                                                          std::min(field.stars.size(), keptStarCount)));
         if (field.stars.size() < 3) {
             frame.flags.emplace_back("missing");
         } else {
@@ -102,8 +102,8 @@ void flagSmallIslands(std::vector<MeasuredFrame>& frames) {
     std::map<int, int> sizes;
     for (const MeasuredFrame& frame : frames)
         if (isUsable(frame)) ++sizes[frame.tracked.island];
-    const auto largest = std::max_element(sizes.begin(), sizes.end(),
-                                          [](const auto& a, const auto& b) { return a.second < b.second; });
+    const auto largest =
+        std::max_element(sizes.begin(), sizes.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
     if (largest == sizes.end()) return;
     for (MeasuredFrame& frame : frames) {
         if (isUsable(frame) && frame.tracked.island != largest->first) frame.flags.emplace_back("unmatched");
@@ -140,8 +140,7 @@ MeasuredSeries measureSeries(FrameSeries& series, ObjectKind kind) {
             frame.flags.emplace_back("dimension");
         } else {
             measured.size = result.picture.size();
-            measured.needsScale = measured.needsScale || needsScale(result.picture);
-            addToHistogram(measured.histogram, result.picture);
+            if (needsScale(result.picture)) addToHistogram(measured.histogram, result.picture);
             measureFrame(makeGrey(result.picture), measured, tracker, frame);
         }
         stepProgress(bar);

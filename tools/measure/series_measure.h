@@ -17,20 +17,19 @@ struct MeasuredFrame {
     std::string problem;             // why it could not be read; empty: it could
     std::vector<std::string> flags;  // why it cannot be used: none for a good frame
     TrackedPose tracked;
-    cv::Size extent;                 // of the object, pixels; planets only
-    double area = 0;                 // of the object, pixels; planets only
-    std::vector<Star> stars;         // the brightest; stars only
-    DetailMeasure detail;            // in the values of the file
+    cv::Size extent;          // of the object, pixels; planets only
+    double area = 0;          // of the object, pixels; planets only
+    std::vector<Star> stars;  // the brightest; stars only
+    DetailMeasure detail;     // in the values of the file
     double sharpness = 0;
 };
 
 struct MeasuredSeries {
     ObjectKind kind = ObjectKind::planet;
-    cv::Size size;                     // of the frames
+    cv::Size size;  // of the frames
     std::vector<MeasuredFrame> frames;
-    bool needsScale = false;           // some frame has more than 8 bits
-    BrightnessHistogram histogram;
-    cv::Mat spikeCounts;               // CV_32S: in how many frames a pixel stood out all alone
+    BrightnessHistogram histogram;  // of the frames of more than 8 bits
+    cv::Mat spikeCounts;            // CV_32S: in how many frames a pixel stood out all alone
 };
 
 /// "film.ser#12", or the path of a still picture.

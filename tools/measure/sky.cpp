@@ -114,8 +114,8 @@ cv::Mat fitSky(const Sky& sky, cv::Size size) {
         for (int i = 0; i < static_cast<int>(tiles.total()); ++i) {
             const double x = placeTile(i % tiles.cols, tiles.cols), y = placeTile(i / tiles.cols, tiles.rows);
             const auto at = static_cast<size_t>(i);
-            residuals[at] = tiles.at<float>(i / tiles.cols, i % tiles.cols) -
-                            static_cast<float>(readSurface(coefficients, x, y));
+            residuals[at] =
+                tiles.at<float>(i / tiles.cols, i % tiles.cols) - static_cast<float>(readSurface(coefficients, x, y));
             if (used[at]) deviations.push_back(std::abs(residuals[at]));
         }
         const double deviation = sigmasPerDeviation * takeMedian(deviations);

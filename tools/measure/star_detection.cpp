@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int tileSize = 24;         // pixels; the sky follows what changes more slowly
+constexpr int tileSize = 24;  // pixels; the sky follows what changes more slowly
 constexpr double noiseSigmas = 6;
 constexpr int reach = 4;             // pixels from the middle of a star that count as its own
 constexpr double spikeRatio = 0.22;  // a neighbour below this part of the peak: sharper than any star's image

@@ -5,10 +5,10 @@
 
 namespace {
 
-constexpr double cellSize = 2;        // pixels, of the votes for a shift
-constexpr double turnStep = 0.004;    // radians: 2 pixels at 500 pixels from the middle
-constexpr double stillLimit = 0.4;    // pixels; a hot pixel's centre does not move by more
-constexpr double pairLimit = 1.5;     // pixels
+constexpr double cellSize = 2;      // pixels, of the votes for a shift
+constexpr double turnStep = 0.004;  // radians: 2 pixels at 500 pixels from the middle
+constexpr double stillLimit = 0.4;  // pixels; a hot pixel's centre does not move by more
+constexpr double pairLimit = 1.5;   // pixels
 
 struct StarPair {
     const Star* first;

@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr int gridStep = 4;        // pixels between the points that are judged
-constexpr int windowInset = 6;     // pixels: a star nearer to the window's edge may leave it when turned
+constexpr int gridStep = 4;     // pixels between the points that are judged
+constexpr int windowInset = 6;  // pixels: a star nearer to the window's edge may leave it when turned
 
 // How well the stars round a point tell angles: the moment of their light about its own middle, since stars on one side
 // alone tell a shift from a turn badly.

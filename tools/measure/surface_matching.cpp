@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr int detailSize = 400;        // pixels of the longer side, about
-constexpr int finePatch = 256;         // pixels of the patch that settles the shift of large frames
-constexpr double passBand = 0.18;      // of the sampling frequency: noise lies above
+constexpr int detailSize = 400;    // pixels of the longer side, about
+constexpr int finePatch = 256;     // pixels of the patch that settles the shift of large frames
+constexpr double passBand = 0.18;  // of the sampling frequency: noise lies above
 constexpr double leastLikeness = 0.35;
 constexpr double leastOverlap = 0.25;
 constexpr int peakCount = 3;

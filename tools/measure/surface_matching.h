@@ -7,10 +7,10 @@
 
 /// What is kept of a frame that shows one large textured thing, to be laid on others.
 struct SurfaceView {
-    cv::Mat detail;      // CV_32F, the frame averaged down, without its slow changes
-    cv::Mat spectrum;    // of detail, faded out towards the borders
-    cv::Mat fine;        // CV_32F, the frame averaged down less; empty where detail is fine enough
-    double factor = 1;   // pixels of the frame a pixel of detail
+    cv::Mat detail;     // CV_32F, the frame averaged down, without its slow changes
+    cv::Mat spectrum;   // of detail, faded out towards the borders
+    cv::Mat fine;       // CV_32F, the frame averaged down less; empty where detail is fine enough
+    double factor = 1;  // pixels of the frame a pixel of detail
     double fineFactor = 1;
 };
 

@@ -7,10 +7,10 @@
 
 namespace {
 
-constexpr double keyDistance = 0.2;       // of the picture: beyond it a frame becomes a key frame
+constexpr double keyDistance = 0.2;  // of the picture: beyond it a frame becomes a key frame
 constexpr size_t triedKeys = 4;
-constexpr int lonelyKeys = 4;             // key frames that nothing followed yet: clouds and blanks, but for one or two
-constexpr double maximumTurn = 0.09;      // radians, five degrees: a turn against a key frame that is searched for
+constexpr int lonelyKeys = 4;         // key frames that nothing followed yet: clouds and blanks, but for one or two
+constexpr double maximumTurn = 0.09;  // radians, five degrees: a turn against a key frame that is searched for
 
 std::optional<Pose> matchViews(const FrameView& first, const FrameView& second, double expectedTurn) {
     if (first.surface.detail.empty()) {

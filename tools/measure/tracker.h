@@ -34,7 +34,7 @@ struct KeyFrame {
 struct Tracker {
     std::vector<KeyFrame> keys;
     TrackedPose last;
-    Pose step;        // from the frame before to the last one
+    Pose step;  // from the frame before to the last one
     int islands = 0;
 };
 

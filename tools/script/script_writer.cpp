@@ -4,8 +4,8 @@
 
 namespace {
 
-constexpr size_t remarkWidth = 110;   // bytes, where a word ends
-constexpr size_t remarkLimit = 800;   // bytes, without any; a line of the script must not reach 999
+constexpr size_t remarkWidth = 110;  // bytes, where a word ends
+constexpr size_t remarkLimit = 800;  // bytes, without any; a line of the script must not reach 999
 
 // Cuts before the byte that begins a character: those of UTF-8 that go on one have the form 10xxxxxx.
 size_t cutAtCharacter(const std::string& text, size_t end) {
@@ -59,9 +59,9 @@ std::string makeScript(const ScriptPlan& plan) {
                                    format(plan.angle->resolution));
     }
     if (plan.blocks) {
-        addLine(plan.blocksWhy, "Bloc: " + join(std::to_string(plan.blocks->grid), plan.blocks->block,
-                                                plan.blocks->maximum) +
-                                    " " + format(plan.blocks->step));
+        addLine(plan.blocksWhy,
+                "Bloc: " + join(std::to_string(plan.blocks->grid), plan.blocks->block, plan.blocks->maximum) + " " +
+                    format(plan.blocks->step));
     }
     if (!plan.composite.empty()) addLine("", "Compositage: " + plan.composite);
     script += "\n";
