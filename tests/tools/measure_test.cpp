@@ -139,7 +139,7 @@ TEST(Prepare, PlacesEveryFrameWithinAPixelOrLeavesItOut) {
             EXPECT_NEAR(record.originX, place.x, 1) << "frame " << i + 1;
             EXPECT_NEAR(record.originY, place.y, 1) << "frame " << i + 1;
             if (series.motion == Motion::turningStars) {
-                EXPECT_NEAR(prepared.angles[i], (truths[i].angle - truths[reference].angle) / degree, 0.05);
+                EXPECT_NEAR(prepared.angles[i], (truths[i].angle - truths[reference].angle) / degree, 0.1);
             }
         }
         EXPECT_GE(kept, series.leastKept);
@@ -151,9 +151,7 @@ TEST(Prepare, RepairsHotPixelsOfAMovingSeries) {
     const WorkFolder folder;
     const Weather hot{.noise = 20, .hotPixels = 300};
     makeSeries(folder.path, {"", Motion::driftingStars, ObjectKind::stars, hot, 16});
-    ASSERT_EQ(
-        prepareFrames(makeOptions(folder.path), nullptr),
-        0);
+    ASSERT_EQ(prepareFrames(makeOptions(folder.path), nullptr), 0);
     std::ifstream file(folder.path / "out" / "script.txt");
     const std::string script{std::istreambuf_iterator<char>(file), {}};
     const size_t at = script.find(" pixels that stand out");
@@ -319,8 +317,8 @@ TEST(ScriptWriter, FoldsRemarksIntoLinesThatTheReaderTakes) {
     std::istringstream lines(script);
     for (std::string line; std::getline(lines, line);) {
         EXPECT_LT(line.size(), 900U);
-        if (line.starts_with("Rem: "))
-            EXPECT_NE(static_cast<unsigned char>(line[5]) & 0xC0U, 0x80U) << "cut in a letter";
+        EXPECT_FALSE(line.starts_with("Rem: ") && (static_cast<unsigned char>(line[5]) & 0xC0U) == 0x80U)
+            << "cut in a letter";
         EXPECT_FALSE(line.starts_with("Source: evil"));
     }
     EXPECT_THAT(script, testing::HasSubstr("\nAngle: -1.5 2 0.05\n"));

@@ -188,7 +188,7 @@ std::optional<StarMatch> refineMatch(const std::vector<Star>& first, const std::
     match.pairs = static_cast<int>(pairs.size());
     match.spread = measureSpread(pairs, match.pose);
     // A turn no larger than the stars' own scatter can make is none: left in, it would move the far corners.
-    if (std::abs(match.pose.angle) < 4 * match.spread / std::sqrt(measureMoment(pairs))) match.pose = fitShift(pairs);
+    if (std::abs(match.pose.angle) < 2 * match.spread / std::sqrt(measureMoment(pairs))) match.pose = fitShift(pairs);
     return match;
 }
 
