@@ -9,6 +9,7 @@ int main(int argumentCount, char** arguments) {
     program.set_version_flag("--version", "quillorne-tools " QUILLORNE_VERSION);
     program.require_subcommand(1);
     int status = 0;
+    addPrepare(program, status);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -1,0 +1,98 @@
+#include "measure/script_plan.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+#include "base/format_text.h"
+#include "base/messages.h"
+
+namespace {
+
+constexpr double degreesPerRadian = 180 / std::numbers::pi;
+constexpr double defaultTurn = 2;       // degrees to either side, where turns cannot be measured
+constexpr int32_t centreTolerance = 3;  // pixels that the centre of an object may be wrong by when it turns
+
+void planAngle(const PreparedSeries& series, const Placement& placement, const PrepareOptions& options,
+               ScriptPlan& plan) {
+    double smallest = -defaultTurn, largest = defaultTurn;
+    if (options.maximumTurn > 0) {
+        smallest = -options.maximumTurn;
+        largest = options.maximumTurn;
+        plan.angleWhy =
+            formatText(tr("Angles up to %g degrees to either side, as asked for (--turn)."), options.maximumTurn);
+    } else if (series.kind == ObjectKind::stars) {
+        smallest = placement.smallestTurn * degreesPerRadian;
+        largest = placement.largestTurn * degreesPerRadian;
+        plan.angleWhy =
+            formatText(tr("The stars turn by %.2f to %.2f degrees against the reference."), smallest, largest);
+    } else {
+        plan.angleWhy = formatText(tr("The turn was not measured: %g degrees to either side are tried; --turn 5 tries "
+                                      "more."),
+                                   defaultTurn);
+    }
+    // Whole degrees are tried from the first on and refined by a little more than half a degree. The range ends half a
+    // degree after the last, or rounding may drop that one.
+    plan.angle =
+        AngleRange{std::round(smallest), std::round(largest) + 0.5, series.kind == ObjectKind::stars ? 0.04 : 0.1};
+    plan.translation = series.kind == ObjectKind::stars ? 0 : centreTolerance;
+    plan.translationWhy = series.kind == ObjectKind::stars
+                              ? tr("No shift beside the origins: they were measured more exactly than whole degrees "
+                                   "let a shift be seen.")
+                              : tr("The origins are right within a pixel or two: shifts of up to 3 pixels are tried.");
+}
+
+}  // namespace
+
+BlockSettings chooseBlocks(const PreparedSeries& series) {
+    const double size = std::min(series.objectWidth, series.objectHeight);
+    BlockSettings blocks{.block = 8, .maximum = 4, .step = 0.5};
+    if (size < 90) blocks = {.block = 6, .maximum = 3, .step = 0.5};
+    if (series.noise > 0.1 * series.brightness) blocks.block += 4;
+    // The grid at which a block's shift holds where it was measured.
+    blocks.grid = 2 * (blocks.block + blocks.maximum + 1);
+    return blocks;
+}
+
+ScriptPlan planScript(const PreparedSeries& series, const Placement& placement, const PrepareOptions& options) {
+    ScriptPlan plan;
+    plan.translationWhy =
+        tr("Every Source line says where the reference's origin lies in its frame, to the pixel. No "
+           "shift beside that is asked for; 10 pixels to every side are tried in any case.");
+    if (series.kind == ObjectKind::planet) {
+        plan.optiTranslationWhy =
+            formatText(tr("The object is %.0f x %.0f pixels: compare a window of 1/%d of the frame "
+                          "round it, the smallest that holds it with some sky."),
+                       series.objectWidth, series.objectHeight, placement.divisor);
+    } else if (series.kind == ObjectKind::surface) {
+        plan.optiTranslationWhy = formatText(tr("A window of 1/%d of the frame round the origin: the largest that lies "
+                                                "within all frames, which move by up to %.0f pixels."),
+                                             placement.divisor, placement.scatter);
+    }
+    if (options.turn) {
+        planAngle(series, placement, options, plan);
+    } else if (series.kind == ObjectKind::stars) {
+        // The alignment compares every other row, and bright stars outweigh all others by far: where the stars' own
+        // centres are known to a fraction of a pixel, its search would be a step back by a pixel or two.
+        plan.angle = AngleRange{0, 0.5, std::numeric_limits<double>::infinity()};
+        plan.angleWhy =
+            tr("The origins come from the centres of many stars and are more exact than a search of shifts. "
+               "With this line none is made: the angle 0 is the only one tried, a resolution without end "
+               "(inf) leaves it as it is, and Translation holds. To search all the same, take it out.");
+        plan.translationWhy =
+            tr("No shift beside the origins, which say where the reference's origin lies in each frame.");
+    } else {
+        plan.optiTranslation = placement.divisor;
+    }
+    if (options.bend) {
+        plan.blocks = chooseBlocks(series);
+        plan.blocksWhy =
+            formatText(tr("Bending, as asked for (--bend): blocks for an object of %.0f x %.0f pixels with "
+                          "a noise of %.1f levels. Bent onto a single frame, all others take over its own "
+                          "distortion: use the sum of a first run as the reference of a second."),
+                       series.objectWidth, series.objectHeight, series.noise);
+    }
+    plan.composite = "sum";
+    return plan;
+}
