@@ -10,6 +10,7 @@ int main(int argumentCount, char** arguments) {
     program.require_subcommand(1);
     int status = 0;
     addPrepare(program, status);
+    addExport(program, status);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {
