@@ -1,15 +1,17 @@
 #include "export/export.h"
 
 #include <array>
+#include <cstdio>
 #include <filesystem>
 #include <opencv2/core.hpp>
+#include <string>
 
 #include "base/messages.h"
+#include "base/part_file.h"
 #include "export/fits_picture.h"
 #include "export/mean_picture.h"
 #include "export/picture_encoder.h"
 #include "export/stretch.h"
-#include "export/whole_file.h"
 
 namespace {
 
@@ -17,7 +19,7 @@ constexpr double wideScale = 257;  // 65535 / 255: a frame's white is the white 
 
 struct Product {
     std::string path;
-    std::vector<uint8_t> bytes;
+    std::string bytes;  // empty: they could not be made
 };
 
 cv::Mat findReached(const MeanPicture& picture) {
@@ -86,13 +88,15 @@ int exportSum(const ExportOptions& options) {
         return 2;
     }
     for (const Product& product : makeProducts(picture, cutFrom, options.stretch, stem)) {
-        std::string problem = product.bytes.empty() ? tr("memory is short or FFmpeg's encoder is missing") : "";
-        if (!product.bytes.empty() && writeWholeFile(product.path, product.bytes, problem)) {
-            std::printf("%s\n", product.path.c_str());
-            continue;
+        if (product.bytes.empty()) {
+            printError(tr("%s cannot be made: memory is short, or FFmpeg lacks the encoder."), product.path.c_str());
+            return 2;
         }
-        printError(tr("%s cannot be written: %s."), product.path.c_str(), problem.c_str());
-        return 2;
+        if (!writeWholeFile(product.path, product.bytes)) {
+            printError(tr("%s cannot be written; is its folder there, and room on the disk?"), product.path.c_str());
+            return 2;
+        }
+        std::printf("%s\n", product.path.c_str());
     }
     printNotice(tr("%i x %i pixels. 65535 in the pictures of 16 bits is level 255 of a frame, in all channels alike."),
                 picture.mean.cols, picture.mean.rows);

@@ -34,7 +34,7 @@ void writeKeywords(fitsfile* file, const MeanPicture& picture, cv::Point cutFrom
 
 }  // namespace
 
-std::vector<uint8_t> encodeFits(const MeanPicture& picture, cv::Point cutFrom) {
+std::string encodeFits(const MeanPicture& picture, cv::Point cutFrom) {
     int status = 0;
     void* memory = nullptr;
     size_t size = 0;
@@ -56,9 +56,9 @@ std::vector<uint8_t> encodeFits(const MeanPicture& picture, cv::Point cutFrom) {
     fits_flush_file(file, &status);
     LONGLONG end = 0;
     fits_get_hduaddrll(file, nullptr, nullptr, &end, &status);
-    std::vector<uint8_t> bytes;
+    std::string bytes;
     if (status == 0 && static_cast<size_t>(end) <= size) {
-        bytes.assign(static_cast<uint8_t*>(memory), static_cast<uint8_t*>(memory) + end);
+        bytes.assign(static_cast<const char*>(memory), static_cast<size_t>(end));
     }
     int ignored = 0;
     if (file != nullptr) fits_close_file(file, &ignored);

@@ -59,7 +59,7 @@ void fillFrame(const cv::Mat& picture, PictureFormat format, AVFrame& frame) {
 
 }  // namespace
 
-std::vector<uint8_t> encodePicture(const cv::Mat& picture, PictureFormat format) {
+std::string encodePicture(const cv::Mat& picture, PictureFormat format) {
     if (picture.empty()) return {};
     const Encoding encoding = chooseEncoding(format, picture.depth() == CV_16U);
     const AVCodec* codec = avcodec_find_encoder(encoding.codec);
@@ -83,5 +83,5 @@ std::vector<uint8_t> encodePicture(const cv::Mat& picture, PictureFormat format)
     fillFrame(picture, format, *frame);
     if (avcodec_send_frame(context.get(), frame.get()) < 0 || avcodec_send_frame(context.get(), nullptr) < 0) return {};
     if (avcodec_receive_packet(context.get(), packet.get()) < 0) return {};
-    return {packet->data, packet->data + packet->size};
+    return {reinterpret_cast<const char*>(packet->data), static_cast<size_t>(packet->size)};
 }
