@@ -11,6 +11,7 @@ int main(int argumentCount, char** arguments) {
     int status = 0;
     addPrepare(program, status);
     addExport(program, status);
+    addReport(program, status);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -8,3 +8,4 @@ class App;
 // one that was asked for: 0 all went well, 1 finished with something left out, 2 nothing done.
 void addPrepare(CLI::App& program, int& status);
 void addExport(CLI::App& program, int& status);
+void addReport(CLI::App& program, int& status);

@@ -11,7 +11,7 @@ extern "C" {
 
 namespace {
 
-constexpr int jpegScale = 4;  // FFmpeg's quality runs from 2, the best, to 31
+constexpr int jpegScale = 8;  // FFmpeg's quality runs from 2, the best, to 31
 
 void freeContext(AVCodecContext* context) {
     avcodec_free_context(&context);

@@ -1,0 +1,231 @@
+#include "report/report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "base/format_text.h"
+#include "base/messages.h"
+#include "base/part_file.h"
+#include "measure/frame_table.h"
+#include "report/aligned_frames.h"
+#include "report/page.h"
+#include "report/page_pictures.h"
+#include "report/plots.h"
+#include "report/run_log.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What lies at both ends of the searched angles: the coarse search goes by whole degrees, the refinement half a degree
+// further.
+constexpr double refinedDegrees = 0.5;
+
+struct RunFiles {
+    std::string script, log;
+    std::string problem;
+};
+
+std::string readText(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string nameLog(const fs::path& script) {
+    fs::path log = script;
+    return log.replace_extension(".log").string();
+}
+
+// In a folder the last pass that was run.
+RunFiles findRun(const ReportOptions& options) {
+    RunFiles run;
+    run.script = options.target;
+    run.log = options.log;
+    if (fs::is_directory(options.target)) {
+        run.script.clear();
+        for (int pass = 1; pass < 100; ++pass) {
+            const fs::path script =
+                fs::path(options.target) / (pass == 1 ? "script.txt" : formatText("script%d.txt", pass));
+            if (fs::exists(script) && (fs::exists(nameLog(script)) || !options.log.empty()))
+                run.script = script.string();
+        }
+        if (run.script.empty()) {
+            run.problem = formatText(tr("%s holds no script with its log; run its script with quillorne-tools run."),
+                                     options.target.c_str());
+            return run;
+        }
+    }
+    if (run.log.empty()) run.log = nameLog(run.script);
+    if (!fs::is_regular_file(run.script)) {
+        run.problem = formatText(tr("%s is neither a folder nor a script."), run.script.c_str());
+    } else if (!fs::is_regular_file(run.log)) {
+        run.problem = formatText(tr("%s, the console of the run, is not there; keep it with quillorne %s > FILE and "
+                                    "name it with --log FILE."),
+                                 run.log.c_str(), run.script.c_str());
+    }
+    return run;
+}
+
+bool sameFile(const std::string& a, const std::string& b) {
+    return fs::path(a).lexically_normal() == fs::path(b).lexically_normal();
+}
+
+// A row of frames.csv, and its place in the script. A frame that the script reads twice counts by its first entry.
+FrameReport makeRow(const FrameRecord& record, const RunScript& script, std::vector<bool>& named) {
+    FrameReport frame;
+    frame.number = record.number;
+    frame.source = record.source;
+    frame.flags = record.flags;
+    if (!record.frame.empty() || record.sharpness != 0) frame.sharpness = record.sharpness;
+    for (size_t i = 0; i < script.entries.size() && frame.entry == 0 && !record.frame.empty(); ++i) {
+        if (!sameFile(script.entries[i].source, record.frame)) continue;
+        frame.entry = static_cast<int32_t>(i + 1);
+        named[i] = true;
+    }
+    if (record.kept && frame.entry == 0) addFlag(frame, "unused");
+    return frame;
+}
+
+// One row an input frame: those of frames.csv, then what the script names besides.
+std::vector<FrameReport> listFrames(const RunScript& script, const std::vector<FrameRecord>& records) {
+    std::vector<FrameReport> frames;
+    std::vector<bool> named(script.entries.size(), false);
+    for (const FrameRecord& record : records) frames.push_back(makeRow(record, script, named));
+    int64_t number = 0;
+    for (const FrameReport& frame : frames) number = std::max(number, frame.number);
+    for (size_t i = 0; i < script.entries.size(); ++i) {
+        if (named[i]) continue;
+        FrameReport frame;
+        frame.number = ++number;
+        frame.source = script.entries[i].source;
+        frame.entry = static_cast<int32_t>(i + 1);
+        if (sameFile(frame.source, script.reference)) addFlag(frame, "reference");
+        frames.push_back(frame);
+    }
+    return frames;
+}
+
+// What script and console say of a frame that the script names.
+void takeOutcome(FrameReport& frame, const RunScript& script, const Image& reference, const RunLog& log) {
+    const ScriptEntry& entry = script.entries[static_cast<size_t>(frame.entry) - 1];
+    frame.picture = entry.source;
+    frame.result = entry.result;
+    frame.originX = entry.hasOriginX ? entry.originX : reference.originX;
+    frame.originY = entry.hasOriginY ? entry.originY : reference.originY;
+    const auto found = log.entries.find(frame.entry);
+    if (found == log.entries.end()) return addFlag(frame, "unfinished");
+    const LogEntry& outcome = found->second;
+    if (!outcome.opened) return addFlag(frame, "missing");
+    if (!outcome.aligned) return addFlag(frame, "unfinished");
+    const bool turned = script.angleMin != script.angleMax;
+    frame.kept = frame.aligned = true;
+    frame.shiftX = outcome.shiftX;
+    frame.shiftY = outcome.shiftY;
+    frame.angle = turned ? outcome.angle : script.angleMin;
+    const bool turnedToEnd =
+        turned && (frame.angle <= script.angleMin - refinedDegrees || frame.angle >= script.angleMax + refinedDegrees);
+    if (outcome.onLimit || turnedToEnd) addFlag(frame, "limit");
+}
+
+std::string joinFlags(const FrameReport& frame) {
+    std::string text;
+    for (const std::string& flag : frame.flags) text += (text.empty() ? "" : ", ") + flag;
+    return text;
+}
+
+bool mayWrite(const std::string& path, bool force) {
+    if (force || !fs::exists(path)) return true;
+    printError(tr("%s exists; add --force to replace it, or name another folder with -o."), path.c_str());
+    return false;
+}
+
+bool writeResult(const std::string& path, const std::string& bytes) {
+    if (!writeWholeFile(path, bytes)) {
+        printError(tr("%s cannot be written; is its folder there, and room on the disk?"), path.c_str());
+        return false;
+    }
+    std::printf("%s\n", path.c_str());
+    return true;
+}
+
+PageContents gatherContents(const RunFiles& run, const RunScript& script, const Image& reference,
+                            const std::vector<FrameReport>& frames) {
+    const std::string folder = fs::absolute(run.script).lexically_normal().parent_path().filename().string();
+    PageContents contents;
+    contents.title = formatText(tr("Run %s in %s"), fs::path(run.script).filename().c_str(), folder.c_str());
+    contents.summary = summarizeFrames(frames);
+    contents.script = script;
+    contents.scriptText = readText(run.script);
+    contents.frames = frames;
+    contents.pictures = makePagePictures(script, reference, frames);
+    contents.plots = drawPlots(frames, reference.originX, reference.originY, script.angleMin != script.angleMax);
+    const bool expected =
+        std::any_of(frames.begin(), frames.end(), [](const FrameReport& frame) { return frame.aligned; });
+    if (expected && contents.plots.empty()) {
+        printNotice(tr("gnuplot cannot be run, so the page is without plots; install the package gnuplot-nox."));
+    }
+    return contents;
+}
+
+}  // namespace
+
+std::string summarizeFrames(const std::vector<FrameReport>& frames) {
+    constexpr size_t mostNamed = 10;
+    size_t summed = 0, named = 0, unnamed = 0;
+    std::string details;
+    for (const FrameReport& frame : frames) {
+        summed += frame.kept;
+        if (frame.kept && !isDoubtful(frame)) continue;
+        if (++named > mostNamed) {
+            ++unnamed;
+            continue;
+        }
+        details += formatText(frame.kept ? tr("; frame %lld doubtful (%s)") : tr("; frame %lld left out (%s)"),
+                              static_cast<long long>(frame.number), joinFlags(frame).c_str());
+    }
+    if (unnamed > 0) details += formatText(tr("; %zu others left out or doubtful"), unnamed);
+    return formatText(tr("%zu of %zu frames summed"), summed, frames.size()) + details + ".";
+}
+
+int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result) {
+    const RunFiles run = findRun(options);
+    if (!run.problem.empty()) {
+        printError("%s", run.problem.c_str());
+        return 2;
+    }
+    const fs::path folder = options.output.empty() ? fs::path(run.script).parent_path() : fs::path(options.output);
+    const std::string tablePath = (folder / "table.csv").string(), pagePath = (folder / "report.html").string();
+    if (!mayWrite(tablePath, options.force) || !mayWrite(pagePath, options.force)) return 2;
+
+    const RunScript script = readRunScript(run.script);
+    std::vector<FrameRecord> records;
+    std::string problem;
+    const std::string recordPath = locate(script, "frames.csv");
+    if (fs::exists(recordPath) && !readFrameTable(recordPath, records, problem)) {
+        printNotice("%s", problem.c_str());
+    }
+    Image reference = readReference(script);
+    if (reference.pixels == nullptr) {
+        printNotice(tr("%s, the reference, cannot be read: differences and pictures are left out."),
+                    locate(script, script.reference).c_str());
+    }
+    const RunLog log = parseRunLog(readText(run.log));
+    if (!log.finished) printNotice(tr("%s does not hold the end of the run."), run.log.c_str());
+    std::vector<FrameReport> frames = listFrames(script, records);
+    for (FrameReport& frame : frames) {
+        if (frame.entry > 0) takeOutcome(frame, script, reference, log);
+    }
+    measureFrames(script, reference, frames);
+    flagDoubtfulFrames(frames);
+    const std::string page = writePage(gatherContents(run, script, reference, frames));
+    releaseImage(reference);
+    if (!writeResult(tablePath, formatTable(frames)) || !writeResult(pagePath, page)) return 2;
+    std::printf("%s\n", summarizeFrames(frames).c_str());
+    const bool allGood = std::all_of(frames.begin(), frames.end(),
+                                     [](const FrameReport& frame) { return frame.kept && !isDoubtful(frame); });
+    if (result != nullptr) *result = std::move(frames);
+    return allGood ? 0 : 1;
+}
