@@ -172,6 +172,12 @@ class Reports(unittest.TestCase):
             self.assertEqual(report(target)[0], 2, target)
         self.assertEqual(list(empty.iterdir()), [])
 
+    def test_exported_colour_file_has_no_fault(self):
+        subprocess.run([tools, "export", self.folder / "sum", "-o", self.base / "colour"], env=environment,
+                       capture_output=True)
+        verified = subprocess.run(["fitsverify", self.base / "colour.fits"], capture_output=True, text=True)
+        self.assertIn("Verification found 0 warning(s) and 0 error(s)", verified.stdout)
+
     def test_page_blinks_and_asks_for_nothing(self):
         page = (self.folder / "report.html").absolute().as_uri()
         with tempfile.TemporaryDirectory() as profile, open_browser(profile) as browser:

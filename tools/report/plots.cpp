@@ -43,7 +43,7 @@ void replaceAll(std::string& text, const std::string& what, const std::string& w
 std::string writeProgram(const Plot& plot, const std::vector<FrameReport>& frames) {
     constexpr const char* colours[] = {"#3a86d8", "#d9822b"};  // seen on white as on black
     std::string program =
-        "set encoding utf8\nset terminal svg size 520,280 dynamic font 'sans-serif,13' noenhanced\n"
+        "set encoding utf8\nset terminal svg size 440,270 dynamic font 'sans-serif,14' noenhanced\n"
         "set grid\nset key outside top center horizontal\nset yrange [*:*] noextend\nset xrange [*:*] noextend\n"
         "set offsets graph 0.01, graph 0.01, graph 0.05, graph 0.05\n";
     program += "set xlabel " + quote(tr("frame")) + "\nset ylabel " + quote(plot.unit) + '\n';
