@@ -62,6 +62,18 @@ TEST(Doubts, OnlyFramesFarAboveTheOthersAreDifferent) {
     EXPECT_THAT(listFlagged(frames, "different"), ElementsAre(8));
 }
 
+TEST(Doubts, FramesThatTheirAlignmentMadeWorse) {
+    std::vector<FrameReport> frames = makeFrames(6);
+    for (FrameReport& frame : frames) frame.before = *frame.after;  // nothing had to be moved
+    frames[0].before = 0;
+    frames[0].flags = {"reference"};
+    EXPECT_THAT(listFlagged(frames, "worse"), IsEmpty());
+    frames[4].before = 900;
+    EXPECT_THAT(listFlagged(frames, "worse"), ElementsAre(5));
+    flagDoubtfulFrames(frames);
+    EXPECT_TRUE(isDoubtful(frames[4]) && !isDoubtful(frames[0]));
+}
+
 TEST(RunLogs, NamesDoNotSpeak) {
     const RunLog log = parseRunLog(
         "Image source: theta=1 DeltaX=3 Fichier resultat: b\n"

@@ -19,6 +19,7 @@ namespace {
 constexpr size_t fitsBlock = 2880;
 constexpr int64_t largestSide = 1 << 17;
 constexpr int64_t largestPicture = int64_t{1} << 29;  // pixels
+constexpr int uncountedPercent = 4;                   // of a turned frame's pixels, see fillUncounted
 constexpr std::array<const char*, 3> channelEndings = {"B.fit", "V.fit", "R.fit"};
 
 void closeFits(fitsfile* file) {
@@ -77,7 +78,8 @@ std::vector<cv::Mat> readPlanes(FitsBytes& fits, int wanted) {
 }
 
 // A turned or bent frame mixes its weights in single precision, and in some four of a hundred pixels 255 comes out as
-// 254: such pixels add their light, but are not counted. Their neighbours tell how many frames there are.
+// 254: such pixels add their light, but are not counted. Their neighbours tell how many frames there are, nearly: of
+// hundreds of frames a few go uncounted everywhere.
 cv::Mat fillUncounted(const cv::Mat& coverage) {
     cv::Mat counts, closed;
     coverage.convertTo(counts, CV_32F);
@@ -164,8 +166,9 @@ MeanPicture readMeanPicture(const SumFiles& files) {
 // Row by row: over each column, how many rows upward are reached; the largest rectangle under such a skyline.
 cv::Rect findCommonField(const MeanPicture& picture) {
     if (picture.coverage.empty()) return {};
-    double most = 0;
-    cv::minMaxLoc(picture.coverage, nullptr, &most);
+    double highest = 0;
+    cv::minMaxLoc(picture.coverage, nullptr, &highest);
+    const int most = static_cast<int>(highest), wanted = most - most * uncountedPercent / 100;
     const int columns = picture.coverage.cols;
     std::vector<int> heights(static_cast<size_t>(columns) + 1, 0);  // one column of height 0 behind the last
     cv::Rect largest;
@@ -174,7 +177,7 @@ cv::Rect findCommonField(const MeanPicture& picture) {
         std::vector<int> rising;  // columns of ever greater height, each where its height began
         for (int x = 0; x <= columns; ++x) {
             int& height = heights[static_cast<size_t>(x)];
-            height = x < columns && counts[x] >= static_cast<int32_t>(most) ? height + 1 : 0;
+            height = x < columns && counts[x] >= wanted ? height + 1 : 0;
             while (!rising.empty() && heights[static_cast<size_t>(rising.back())] >= height) {
                 const int tall = heights[static_cast<size_t>(rising.back())];
                 rising.pop_back();

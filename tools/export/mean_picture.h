@@ -24,5 +24,6 @@ struct SumFiles {
 /// Reads a sum. When it cannot be read, problem says which file is at fault, and the pictures are empty.
 [[nodiscard]] MeanPicture readMeanPicture(const SumFiles& files);
 
-/// The largest rectangle that all frames reach; empty when there is none or the coverage is not known.
+/// The largest rectangle that all frames reach, or all but the few in a hundred that a count may miss; empty when there
+/// is none or the coverage is not known.
 [[nodiscard]] cv::Rect findCommonField(const MeanPicture& picture);

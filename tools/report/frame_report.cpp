@@ -12,6 +12,7 @@ constexpr double outlierFactor = 6;                     // times the typical dis
 constexpr double smallestJump = 4, smallestTurn = 0.3;  // pixels, degrees
 constexpr double differentFactor = 1.5;                 // times the middle difference, and
 constexpr double differentDeviations = 8;               // so many typical deviations above it
+constexpr double worseFactor = 1.05;
 
 double findMedian(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -78,6 +79,15 @@ void flagDifferent(std::vector<FrameReport>& frames) {
     }
 }
 
+// The frame as it was read, laid origin on origin, was among the places to choose from: a result that fits the whole
+// reference worse than that is the choice of a search which saw only part of it.
+void flagWorse(std::vector<FrameReport>& frames) {
+    for (FrameReport& frame : frames) {
+        if (!frame.before || !frame.after || hasFlag(frame, "reference")) continue;
+        if (*frame.after > worseFactor * *frame.before) addFlag(frame, "worse");
+    }
+}
+
 std::string quoteField(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
     std::string quoted = "\"";
@@ -100,7 +110,8 @@ void addFlag(FrameReport& frame, const std::string& flag) {
 }
 
 bool isDoubtful(const FrameReport& frame) {
-    return frame.kept && (hasFlag(frame, "limit") || hasFlag(frame, "jump") || hasFlag(frame, "different"));
+    return frame.kept && (hasFlag(frame, "limit") || hasFlag(frame, "jump") || hasFlag(frame, "different") ||
+                          hasFlag(frame, "worse"));
 }
 
 void flagDoubtfulFrames(std::vector<FrameReport>& frames) {
@@ -117,6 +128,7 @@ void flagDoubtfulFrames(std::vector<FrameReport>& frames) {
             aligned, [](const FrameReport& frame) { return frame.angle; }, smallestTurn);
     }
     flagDifferent(frames);
+    flagWorse(frames);
 }
 
 std::string formatTable(const std::vector<FrameReport>& frames) {

@@ -28,7 +28,8 @@ void addFlag(FrameReport& frame, const std::string& flag);
 [[nodiscard]] bool isDoubtful(const FrameReport& frame);
 
 /// Flags what does not fit its neighbours: `jump` where shift or angle lie far from the trend of the frames before and
-/// behind, `different` where the difference to the reference is far above that of the other frames.
+/// behind, `different` where the difference to the reference is far above that of the other frames, `worse` where it is
+/// greater than it was before the alignment.
 void flagDoubtfulFrames(std::vector<FrameReport>& frames);
 
 /// table.csv: a header and one row a frame, quoted where a comma, a quotation mark or a line end asks for it.

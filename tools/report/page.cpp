@@ -186,6 +186,7 @@ std::string explainFlag(const std::string& flag) {
     if (flag == "limit") return tr("the best place lies at the end of the range that was searched: it may lie beyond");
     if (flag == "jump") return tr("its place does not fit the trend of the frames before and behind");
     if (flag == "different") return tr("it differs far more from the reference than the other frames do");
+    if (flag == "worse") return tr("it fits the reference worse than it did before it was aligned");
     if (flag == "cut") return tr("the object is cut by the border");
     if (flag == "missing") return tr("the object or the file was not found");
     if (flag == "unreadable") return tr("the file could not be read");
