@@ -47,6 +47,9 @@ TEST(Doubts, OnlyFramesThatLeaveTheTrendJump) {
     std::vector<FrameReport> frames = makeFrames(30);
     frames.erase(frames.begin() + 10, frames.begin() + 20);  // frames left out make a step in the row, not in the trend
     EXPECT_THAT(listFlagged(frames, "jump"), IsEmpty());
+    frames = makeFrames(30);
+    for (size_t i = 12; i < frames.size(); ++i) frames[i].shiftX -= 90;
+    EXPECT_THAT(listFlagged(frames, "jump"), IsEmpty()) << "the mount was moved once";
     for (FrameReport& frame : frames) frame.shiftX = static_cast<int32_t>(frame.number * 7919 % 400);
     EXPECT_THAT(listFlagged(frames, "jump"), IsEmpty()) << "a mount that jumps always has no trend to leave";
     EXPECT_THAT(listFlagged(makeFrames(1), "jump"), IsEmpty());

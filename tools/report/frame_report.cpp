@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t neighbourCount = 8;                    // a trend is drawn through so many frames around
+constexpr size_t sideCount = 5;                         // a trend is drawn through so many frames before and behind
 constexpr double outlierFactor = 6;                     // times the typical distance from the trend, and at least
 constexpr double smallestJump = 4, smallestTurn = 0.3;  // pixels, degrees
 constexpr double differentFactor = 1.5;                 // times the middle difference, and
@@ -38,16 +38,28 @@ double predictValue(const std::vector<Point>& points, double at) {
     return findMedian(heights);
 }
 
-// How far each value lies from the trend of its neighbours. The frames are in order.
+// How far value i lies from the trend of those from first on, count of them, itself left out.
+double measureDeviation(const std::vector<Point>& points, size_t i, size_t first, size_t count) {
+    std::vector<Point> neighbours;
+    for (size_t j = first; j < first + count; ++j) {
+        if (j != i) neighbours.push_back(points[j]);
+    }
+    return std::abs(points[i].value - predictValue(neighbours, points[i].at));
+}
+
+// How far each value lies from the trend of its neighbours, of those before or of those behind: where a mount was
+// moved, the trend breaks, and frames at the break go with one side. The frames are in order.
 std::vector<double> measureDeviations(const std::vector<Point>& points) {
     std::vector<double> deviations;
     for (size_t i = 0; i < points.size(); ++i) {
-        const size_t span = std::min(neighbourCount, points.size() - 1);
-        const size_t first = std::min(i > span / 2 ? i - span / 2 : 0, points.size() - 1 - span);
-        std::vector<Point> neighbours(points.begin() + static_cast<std::ptrdiff_t>(first),
-                                      points.begin() + static_cast<std::ptrdiff_t>(first + span + 1));
-        neighbours.erase(neighbours.begin() + static_cast<std::ptrdiff_t>(i - first));
-        deviations.push_back(std::abs(points[i].value - predictValue(neighbours, points[i].at)));
+        const size_t span = std::min(2 * sideCount + 1, points.size());
+        const size_t first = std::min(i - std::min(i, sideCount), points.size() - span);
+        double deviation = measureDeviation(points, i, first, span);
+        if (i >= sideCount) deviation = std::min(deviation, measureDeviation(points, i, i - sideCount, sideCount));
+        if (i + sideCount < points.size()) {
+            deviation = std::min(deviation, measureDeviation(points, i, i + 1, sideCount));
+        }
+        deviations.push_back(deviation);
     }
     return deviations;
 }
