@@ -39,6 +39,32 @@ void accumulateRowPlain(CompositeSum* sums, const Pixel* row, size_t count) {
     accumulateRowPlain(sums + i, row + i, count - i);
 }
 
+#elif defined(__aarch64__)
+
+// Four pixels a step.
+void accumulateRowNeon(CompositeSum* sums, const Pixel* row, size_t count) {
+    size_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const uint32x4_t pixels = vld1q_u32(reinterpret_cast<const uint32_t*>(row + i));
+        const uint8x16_t bytes = vreinterpretq_u8_u32(pixels);
+        const uint8x16_t weights = vreinterpretq_u8_u32(vmulq_n_u32(vshrq_n_u32(pixels, 24), 0x01010101));
+        const uint16x8_t low = vmull_u8(vget_low_u8(bytes), vget_low_u8(weights)), high = vmull_high_u8(bytes, weights);
+        // x / 255 is (x + 1 + x / 256) / 256 for every x up to 65534.
+        const uint16x8_t one = vdupq_n_u16(1);
+        const uint8x16_t colours =
+            vaddhn_high_u16(vaddhn_u16(vsraq_n_u16(low, low, 8), one), vsraq_n_u16(high, high, 8), one);
+        const uint32x4_t isFull = vshrq_n_u32(vcgeq_u32(pixels, vdupq_n_u32(0xFF000000)), 31);
+        const uint8x16_t added = vreinterpretq_u8_u32(vsliq_n_u32(vreinterpretq_u32_u8(colours), isFull, 24));
+        const uint16x8_t addedLow = vmovl_u8(vget_low_u8(added)), addedHigh = vmovl_high_u8(added);
+        auto* records = reinterpret_cast<uint32_t*>(sums + i);
+        vst1q_u32(records, vaddw_u16(vld1q_u32(records), vget_low_u16(addedLow)));
+        vst1q_u32(records + 4, vaddw_high_u16(vld1q_u32(records + 4), addedLow));
+        vst1q_u32(records + 8, vaddw_u16(vld1q_u32(records + 8), vget_low_u16(addedHigh)));
+        vst1q_u32(records + 12, vaddw_high_u16(vld1q_u32(records + 12), addedHigh));
+    }
+    accumulateRowPlain(sums + i, row + i, count - i);
+}
+
 #endif
 
 constexpr std::array kernels = {
@@ -46,6 +72,8 @@ constexpr std::array kernels = {
 #if defined(__x86_64__)
     AccumulationKernel{accumulateRowAvx2},
     AccumulationKernel{accumulateRowAvx2},
+#elif defined(__aarch64__)
+    AccumulationKernel{accumulateRowNeon},
 #endif
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The vector instructions of x86-64 processors, and the attributes of functions that are compiled for those of them
-// that vector_level.h tells apart. Whoever calls such a function has asked there first.
+// The vector instructions of 64-bit Arm processors; those of x86-64 processors, and the attributes of functions that
+// are compiled for the ones that vector_level.h tells apart. Whoever calls such a function has asked there first.
 
 #if defined(__x86_64__)
 
@@ -20,4 +20,6 @@
 #define TARGET_AVX512 gnu::target("avx512f,avx512bw,avx512dq,avx512vl")
 #define TARGET_AVX512_VNNI gnu::target("avx512f,avx512bw,avx512dq,avx512vl,avx512vnni")
 
+#elif defined(__aarch64__)
+#include <arm_neon.h>
 #endif

@@ -17,6 +17,15 @@ size_t countLevels() {
     return hasAvx512 ? 3 : 2;
 }
 
+#elif defined(__aarch64__)
+
+constexpr std::array levels = {VectorLevel::plain, VectorLevel::neon};
+constexpr std::array names = {"plain", "neon"};
+
+size_t countLevels() {
+    return levels.size();
+}
+
 #else
 
 constexpr std::array levels = {VectorLevel::plain};

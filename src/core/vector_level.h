@@ -13,6 +13,12 @@ enum class VectorLevel {
     avx512,  // AVX-512 with its F, BW, DQ, VL and VNNI parts
 };
 constexpr size_t vectorLevelCount = 3;
+#elif defined(__aarch64__)
+enum class VectorLevel {
+    plain,
+    neon,  // what every 64-bit Arm processor has
+};
+constexpr size_t vectorLevelCount = 2;
 #else
 enum class VectorLevel { plain };
 constexpr size_t vectorLevelCount = 1;

@@ -73,6 +73,28 @@ size_t countToLineStart(const Pixel* row) {
     packPixelsPlain(row + i, bytes + 3 * i, count - i);
 }
 
+#elif defined(__aarch64__)
+
+// Sixteen pixels a step, their channels apart in between: loads and stores do it.
+void expandPixelsNeon(const uint8_t* bytes, Pixel* row, size_t count) {
+    size_t i = 0;
+    for (; i + 16 <= count; i += 16) {
+        const uint8x16x3_t colours = vld3q_u8(bytes + 3 * i);
+        vst4q_u8(reinterpret_cast<uint8_t*>(row + i),
+                 {{colours.val[0], colours.val[1], colours.val[2], vdupq_n_u8(255)}});
+    }
+    expandPixelsPlain(bytes + 3 * i, row + i, count - i);
+}
+
+void packPixelsNeon(const Pixel* row, uint8_t* bytes, size_t count) {
+    size_t i = 0;
+    for (; i + 16 <= count; i += 16) {
+        const uint8x16x4_t pixels = vld4q_u8(reinterpret_cast<const uint8_t*>(row + i));
+        vst3q_u8(bytes + 3 * i, {{pixels.val[0], pixels.val[1], pixels.val[2]}});
+    }
+    packPixelsPlain(row + i, bytes + 3 * i, count - i);
+}
+
 #endif
 
 constexpr std::array kernels = {
@@ -80,6 +102,8 @@ constexpr std::array kernels = {
 #if defined(__x86_64__)
     PackingKernel{expandPixelsAvx2, packPixelsAvx2},
     PackingKernel{expandPixelsAvx512, packPixelsAvx2},
+#elif defined(__aarch64__)
+    PackingKernel{expandPixelsNeon, packPixelsNeon},
 #endif
 };
 

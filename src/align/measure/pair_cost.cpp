@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "align/measure/pair_cost_neon.h"
 #include "align/measure/pair_cost_x86.h"
 #include "core/vector_level.h"
 
@@ -34,6 +35,8 @@ constexpr std::array rowKernels = {
 #if defined(__x86_64__)
     RowKernel{sumRowAvx2, estimateRowAvx2},
     RowKernel{sumRowAvx512, estimateRowAvx512},
+#elif defined(__aarch64__)
+    RowKernel{sumRowNeon, estimateRowNeon},
 #endif
 };
 

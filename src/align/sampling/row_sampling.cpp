@@ -3,6 +3,7 @@
 #include <array>
 
 #include "align/sampling/bilinear.h"
+#include "align/sampling/row_sampling_neon.h"
 #include "align/sampling/row_sampling_x86.h"
 #include "core/vector_level.h"
 
@@ -32,6 +33,8 @@ constexpr std::array kernels = {
 #if defined(__x86_64__)
     SamplingKernel{samplePositionsAvx2, sampleFractionsAvx2, sampleTurnedRowAvx2},
     SamplingKernel{samplePositionsAvx512, sampleFractionsAvx512, sampleTurnedRowAvx512},
+#elif defined(__aarch64__)
+    SamplingKernel{samplePositionsNeon, sampleFractionsNeon, sampleTurnedRowNeon},
 #endif
 };
 

@@ -5,6 +5,7 @@
 #include <bit>
 #include <numeric>
 
+#include "align/blocks/row/column_bounds_neon.h"
 #include "align/blocks/row/column_bounds_x86.h"
 #include "align/measure/pair_cost.h"
 #include "core/vector_level.h"
@@ -80,6 +81,8 @@ constexpr std::array columnKernels = {
 #if defined(__x86_64__)
     ColumnKernel{prepareStillAvx2, prepareMovingAvx2, sumColumnsAvx2, addRunsAvx2},
     ColumnKernel{prepareStillAvx2, prepareMovingAvx2, sumColumnsAvx512, addRunsAvx2},
+#elif defined(__aarch64__)
+    ColumnKernel{prepareStillNeon, prepareMovingNeon, sumColumnsNeon, addRunsNeon},
 #endif
 };
 
