@@ -7,9 +7,9 @@
 #include "benches.h"
 #include "core/vector_level.h"
 
-// bench PROGRAM [--level LEVEL] [searches | blocks | files]: prints the ratios of the versions of this build, all of
-// them or one group, at the level of vector instructions of that name or the fastest. The program is run for the whole
-// runs: it takes the level as its first argument.
+// bench PROGRAM [--level LEVEL] [kernels | searches | blocks | files]: prints the ratios of the versions of this build,
+// all of them or one group, at the level of vector instructions of that name or the fastest; the kernels at every
+// level. The program is run for the whole runs: it takes the level as its first argument.
 int main(int argumentCount, char** arguments) {
     const std::span given(arguments, static_cast<size_t>(argumentCount));
     const auto levels = listVectorLevels();
@@ -21,13 +21,16 @@ int main(int argumentCount, char** arguments) {
             : levels.end() - 1;
     const auto groups = given.subspan(std::min<size_t>(hasLevel ? 4 : 2, given.size()));
     if (given.size() < 2 || level == levels.end() || groups.size() > 1) {
-        std::printf("usage: bench PROGRAM [--level LEVEL] [searches | blocks | files]; this processor's levels:");
+        std::printf(
+            "usage: bench PROGRAM [--level LEVEL] [kernels | searches | blocks | files]; this processor's levels:");
         for (const VectorLevel known : levels) std::printf(" %s", nameOf(known));
         std::printf("\n");
         return 1;
     }
     setVectorLevel(*level);
     const std::string_view group = groups.empty() ? "" : groups[0];
+    if (group.empty() || group == "kernels") benchKernels();
+    if (group == "kernels") return 0;
     std::printf("%-52s %13s %13s %10s\n", "fast against plain", "plain", nameOf(*level), "faster");
     if (group.empty() || group == "searches") benchSearches();
     if (group.empty() || group == "blocks") benchBlocks();

@@ -9,19 +9,23 @@
 
 namespace {
 
-// Four pairs a step, a pixel being one 32-bit lane: blue in the low byte, then green, red, weight.
-constexpr size_t lanes = 4;
+// A pixel is one 32-bit lane: blue in the low byte, then green, red, weight. A step takes two vectors, one of which can
+// go on while the other waits for its results.
+constexpr size_t lanes = 4, step = 2 * lanes;
 
 struct PairDifferences {
     uint32x4_t d;         // 0 where data lacks on one side
     uint32x4_t unmasked;  // all bits where both sides have data
 };
 
-// What is left of a row is filled up with pixels without data.
-inline uint32x4_t loadPixels(const Pixel* pixels, size_t left) {
-    if (left >= lanes) return vld1q_u32(reinterpret_cast<const uint32_t*>(pixels));
+inline uint32x4_t loadPixels(const Pixel* pixels) {
+    return vld1q_u32(reinterpret_cast<const uint32_t*>(pixels));
+}
+
+// What is left of a row, up to a vector, filled up with pixels without data.
+inline uint32x4_t loadLastPixels(const Pixel* pixels, size_t left) {
     uint32_t filledUp[lanes] = {};
-    std::memcpy(filledUp, pixels, left * sizeof(Pixel));
+    std::memcpy(filledUp, pixels, std::min(left, lanes) * sizeof(Pixel));
     return vld1q_u32(filledUp);
 }
 
@@ -39,20 +43,45 @@ inline PairDifferences computeDifferences(uint32x4_t a, uint32x4_t b) {
     return {vaddq_u32(blue, vshlq_n_u32(greenAndRed, 2)), unmasked};
 }
 
+struct CostSums {
+    float64x2_t low, high;
+    uint32x4_t unmaskedPairs;
+};
+
+inline void addCosts(CostSums& sums, uint32x4_t a, uint32x4_t b) {
+    const PairDifferences pairs = computeDifferences(a, b);
+    const float32x4_t d = vcvtq_f32_u32(pairs.d);
+    const float32x4_t costs = vaddq_f32(d, vmulq_n_f32(vmulq_f32(d, d), squareWeight));
+    sums.low = vaddq_f64(sums.low, vcvt_f64_f32(vget_low_f32(costs)));
+    sums.high = vaddq_f64(sums.high, vcvt_high_f64_f32(costs));
+    sums.unmaskedPairs = vsubq_u32(sums.unmaskedPairs, pairs.unmasked);
+}
+
+struct EstimateSums {
+    uint32x4_t differences;
+    uint64x2_t squaresLow, squaresHigh;
+};
+
+inline void addDifferences(EstimateSums& sums, uint32x4_t a, uint32x4_t b) {
+    const uint32x4_t d = computeDifferences(a, b).d;
+    sums.differences = vaddq_u32(sums.differences, d);
+    sums.squaresLow = vmlal_u32(sums.squaresLow, vget_low_u32(d), vget_low_u32(d));
+    sums.squaresHigh = vmlal_high_u32(sums.squaresHigh, d, d);
+}
+
 }  // namespace
 
 RowCost sumRowNeon(const Pixel* a, const Pixel* b, size_t count) {
-    float64x2_t sumLow = vdupq_n_f64(0.0), sumHigh = vdupq_n_f64(0.0);
-    uint32x4_t unmaskedPairs = vdupq_n_u32(0);
-    for (size_t i = 0; i < count; i += lanes) {
-        const PairDifferences pairs = computeDifferences(loadPixels(a + i, count - i), loadPixels(b + i, count - i));
-        const float32x4_t d = vcvtq_f32_u32(pairs.d);
-        const float32x4_t costs = vaddq_f32(d, vmulq_n_f32(vmulq_f32(d, d), squareWeight));
-        sumLow = vaddq_f64(sumLow, vcvt_f64_f32(vget_low_f32(costs)));
-        sumHigh = vaddq_f64(sumHigh, vcvt_high_f64_f32(costs));
-        unmaskedPairs = vsubq_u32(unmaskedPairs, pairs.unmasked);
+    CostSums sums = {vdupq_n_f64(0.0), vdupq_n_f64(0.0), vdupq_n_u32(0)};
+    size_t i = 0;
+    for (; i + step <= count; i += step) {
+        addCosts(sums, loadPixels(a + i), loadPixels(b + i));
+        addCosts(sums, loadPixels(a + i + lanes), loadPixels(b + i + lanes));
     }
-    return {vaddvq_f64(vaddq_f64(sumLow, sumHigh)), static_cast<int64_t>(count - vaddlvq_u32(unmaskedPairs))};
+    for (; i < count; i += lanes) {
+        addCosts(sums, loadLastPixels(a + i, count - i), loadLastPixels(b + i, count - i));
+    }
+    return {vaddvq_f64(vaddq_f64(sums.low, sums.high)), static_cast<int64_t>(count - vaddlvq_u32(sums.unmaskedPairs))};
 }
 
 double estimateRowNeon(const Pixel* a, const Pixel* b, size_t count) {
@@ -60,16 +89,17 @@ double estimateRowNeon(const Pixel* a, const Pixel* b, size_t count) {
     double total = 0.0;
     for (size_t start = 0; start < count; start += pairsPerFold) {
         const size_t end = std::min(count, start + pairsPerFold);
-        uint32x4_t sum = vdupq_n_u32(0);
-        uint64x2_t squaresLow = vdupq_n_u64(0), squaresHigh = vdupq_n_u64(0);
-        for (size_t i = start; i < end; i += lanes) {
-            const uint32x4_t d = computeDifferences(loadPixels(a + i, end - i), loadPixels(b + i, end - i)).d;
-            sum = vaddq_u32(sum, d);
-            squaresLow = vmlal_u32(squaresLow, vget_low_u32(d), vget_low_u32(d));
-            squaresHigh = vmlal_high_u32(squaresHigh, d, d);
+        EstimateSums sums = {vdupq_n_u32(0), vdupq_n_u64(0), vdupq_n_u64(0)};
+        size_t i = start;
+        for (; i + step <= end; i += step) {
+            addDifferences(sums, loadPixels(a + i), loadPixels(b + i));
+            addDifferences(sums, loadPixels(a + i + lanes), loadPixels(b + i + lanes));
         }
-        const auto squares = static_cast<double>(vaddvq_u64(vaddq_u64(squaresLow, squaresHigh)));
-        total += static_cast<double>(vaddlvq_u32(sum)) + squares * static_cast<double>(squareWeight);
+        for (; i < end; i += lanes) {
+            addDifferences(sums, loadLastPixels(a + i, end - i), loadLastPixels(b + i, end - i));
+        }
+        const auto squares = static_cast<double>(vaddvq_u64(vaddq_u64(sums.squaresLow, sums.squaresHigh)));
+        total += static_cast<double>(vaddlvq_u32(sums.differences)) + squares * static_cast<double>(squareWeight);
     }
     return total;
 }

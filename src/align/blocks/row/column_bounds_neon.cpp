@@ -3,136 +3,152 @@
 #if defined(__aarch64__)
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/vector_instructions.h"
 
-// Bytes of both signs multiply here, so still and moving pixels have the same factors: zero, then blue, green and red
-// around their middles, green and red clipped. d being a difference, the middles change nothing, and norms are the
-// squares |a|^2 with their weights.
+// Products of 16 bits serve here. With blue, green and red around their middles, which a difference does not see, the
+// norms are the squares |a|^2 with their weights, and the products add up to half of -2ab: that fits 16 bits, as green
+// and red are clipped. Factors are a half word for blue and one for green and red, a byte each; a still pixel's are
+// negative. Green of a moving pixel counts from its lowest value on, which needs no sign; the still norms take away
+// what that adds. A moving record keeps its sixteen half words of blue together, then the others, and of each eight
+// norms the even ones before the odd ones.
 
 namespace {
 
-constexpr size_t lanes = 4;
+constexpr size_t lanes = 8;
 
 struct PreparedPixels {
-    uint32x4_t factors;
-    int32x4_t norms;
+    int16x8_t blue, green, red;
+    int32x4_t norms[2];
 };
 
-// Of each pixel (zero, green) and (blue, red), with their signs, as 16-bit lanes.
-inline int16x8_t takeGreen(uint32x4_t factors) {
-    return vshrq_n_s16(vshlq_n_s16(vreinterpretq_s16_u32(factors), 8), 8);
+// Two bytes a lane, the second one above.
+inline int16x8_t packBytes(int16x8_t low, int16x8_t high) {
+    return vsliq_n_s16(low, high, 8);
 }
 
-inline int16x8_t takeBlueAndRed(uint32x4_t factors) {
-    return vshrq_n_s16(vreinterpretq_s16_u32(factors), 8);
+inline int16x8_t takeLowByte(int16x8_t values) {
+    return vshrq_n_s16(vshlq_n_s16(values, 8), 8);
 }
 
-// That many times blue and red, alternating.
-inline int16x8_t weighBlueAndRed(int16x8_t values, int16_t blue, int16_t red) {
-    const int16x8_t weights = {blue, red, blue, red, blue, red, blue, red};
-    return vmulq_s16(values, weights);
+inline int16x8_t takeHighByte(int16x8_t values) {
+    return vshrq_n_s16(values, 8);
 }
 
-inline PreparedPixels preparePixels(uint32x4_t pixels, int32_t offset) {
+inline PreparedPixels preparePixels(const Pixel* pixels, int32_t offset) {
     const uint8x16_t lowest = vreinterpretq_u8_u32(vdupq_n_u32(0x00606000)),
                      highest = vreinterpretq_u8_u32(vdupq_n_u32(0x009F9FFF));
-    const uint8x16_t clipped = vminq_u8(vmaxq_u8(vreinterpretq_u8_u32(pixels), lowest), highest);
-    const uint8x16_t centred = vsubq_u8(clipped, vdupq_n_u8(128));
-    const uint32x4_t factors = vshlq_n_u32(vreinterpretq_u32_u8(centred), 8);
-    const int16x8_t green = takeGreen(factors), blueAndRed = takeBlueAndRed(factors);
-    const int16x8_t squares =
-        vmlaq_s16(vmulq_s16(blueAndRed, weighBlueAndRed(blueAndRed, 1, 4)), green, vshlq_n_s16(green, 2));
-    const int32x4_t norms = vpadalq_s16(vdupq_n_s32(offset), squares);
-    const uint32x4_t masked = vcltq_u32(pixels, vdupq_n_u32(1 << 24));
-    return {factors, vbslq_s32(masked, vdupq_n_s32(maskedNorm), norms)};
+    uint32x4_t masked[2];
+    int16x8_t centred[2];
+    for (size_t v = 0; v < 2; ++v) {
+        const uint32x4_t colours = vld1q_u32(reinterpret_cast<const uint32_t*>(pixels + 4 * v));
+        const uint8x16_t clipped = vminq_u8(vmaxq_u8(vreinterpretq_u8_u32(colours), lowest), highest);
+        centred[v] = vreinterpretq_s16_u8(vsubq_u8(clipped, vdupq_n_u8(middleGradient)));
+        masked[v] = vcltq_u32(colours, vdupq_n_u32(1 << 24));
+    }
+    const int16x8_t blueGreen = vuzp1q_s16(centred[0], centred[1]), redWeight = vuzp2q_s16(centred[0], centred[1]);
+    const int16x8_t blue = takeLowByte(blueGreen), green = takeHighByte(blueGreen), red = takeLowByte(redWeight);
+    const int16x8_t gradients = vmlaq_s16(vmulq_s16(green, green), red, red);
+    const int16x8_t squares = vmlaq_s16(vshlq_n_s16(gradients, 2), blue, blue);
+    const int32x4_t base = vdupq_n_s32(offset), lacking = vdupq_n_s32(maskedNorm);
+    return {blue,
+            green,
+            red,
+            {vbslq_s32(masked[0], lacking, vaddw_s16(base, vget_low_s16(squares))),
+             vbslq_s32(masked[1], lacking, vaddw_high_s16(base, squares))}};
 }
 
-inline uint32x4_t loadPixels(const Pixel* pixels) {
-    return vld1q_u32(reinterpret_cast<const uint32_t*>(pixels));
+// Of four columns the sums of squares, as whole numbers: two vectors of two.
+struct SquareSums {
+    uint64x2_t low, high;
+};
+
+inline void addSquares(SquareSums& sums, int32x4_t e) {
+    const uint32x4_t bounded = vreinterpretq_u32_s32(vmaxq_s32(e, vdupq_n_s32(bendOffset)));
+    sums.low = vmlal_u32(sums.low, vget_low_u32(bounded), vget_low_u32(bounded));
+    sums.high = vmlal_high_u32(sums.high, bounded, bounded);
 }
 
-// Eight columns at several shifts, which share the loads of a still row; their sums stay in registers, so their number
-// is known when compiling. Squares add up as whole numbers.
+inline float32x4_t roundSums(const SquareSums& sums) {
+    return vcvt_high_f32_f64(vcvt_f32_f64(vcvtq_f64_u64(sums.low)), vcvtq_f64_u64(sums.high));
+}
+
+// Eight columns at several shifts, which share a still row; their sums stay in registers, so their number is known when
+// compiling.
 [[gnu::always_inline]] inline void sumTile(const FacingColumns& columns, size_t column, size_t firstShift,
                                            const size_t shifts, float* sums, size_t sumStride) {
-    constexpr size_t vectors = 2;
-    uint64x2_t low[4][vectors], high[4][vectors];
+    SquareSums even[4], odd[4];
 #pragma GCC unroll 4
-    for (size_t s = 0; s < shifts; ++s) {
-#pragma GCC unroll 2
-        for (size_t v = 0; v < vectors; ++v) low[s][v] = high[s][v] = vdupq_n_u64(0);
-    }
+    for (size_t s = 0; s < shifts; ++s) even[s] = odd[s] = {vdupq_n_u64(0), vdupq_n_u64(0)};
     const int32_t* movingRows = columns.movingRows + firstShift;
     for (size_t y = 0; y < columns.rows; ++y, movingRows += columns.shifts) {
-        int16x8_t green[vectors], blueAndRed[vectors];
-        int32x4_t norms[vectors];
-#pragma GCC unroll 2
-        for (size_t v = 0; v < vectors; ++v) {
-            const size_t at = y * columns.stride + column + v * lanes;
-            const uint32x4_t factors = vld1q_u32(columns.factors + at);
-            green[v] = vmulq_n_s16(takeGreen(factors), -8);
-            blueAndRed[v] = weighBlueAndRed(takeBlueAndRed(factors), -2, -8);
-            norms[v] = vld1q_s32(columns.norms + at);
-        }
+        const size_t at = y * columns.stride + column;
+        const int16x8x2_t factors = vld2q_s16(reinterpret_cast<const int16_t*>(columns.factors + at));
+        const int32x4x2_t norms = vld2q_s32(columns.norms + at);
+        const int16x8_t green = vshlq_n_s16(takeLowByte(factors.val[1]), 2);
+        const int16x8_t red = vshlq_n_s16(takeHighByte(factors.val[1]), 2);
 #pragma GCC unroll 4
         for (size_t s = 0; s < shifts; ++s) {
             const MovingPixels& moving = columns.moving[movingRows[s]];
-#pragma GCC unroll 2
-            for (size_t v = 0; v < vectors; ++v) {
-                const uint32x4_t facing = vld1q_u32(moving.factors + column + v * lanes);
-                // -2 times blue fits a lane of its own, just so; -8 times green and red fit together.
-                const int16x8_t products =
-                    vmlaq_s16(vmulq_s16(blueAndRed[v], takeBlueAndRed(facing)), green[v], takeGreen(facing));
-                const int32x4_t both = vaddq_s32(norms[v], vld1q_s32(moving.norms + column + v * lanes));
-                const int32x4_t e = vmaxq_s32(vpadalq_s16(both, products), vdupq_n_s32(bendOffset));
-                const uint32x4_t bounded = vreinterpretq_u32_s32(e);
-                low[s][v] = vmlal_u32(low[s][v], vget_low_u32(bounded), vget_low_u32(bounded));
-                high[s][v] = vmlal_high_u32(high[s][v], bounded, bounded);
-            }
+            const auto* blues = reinterpret_cast<const int16_t*>(moving.factors) + column;
+            const int16x8_t gradients = vld1q_s16(blues + MovingPixels::count);
+            int16x8_t products = vmulq_s16(factors.val[0], vld1q_s16(blues));
+            products = vmlaq_s16(products, green, vandq_s16(gradients, vdupq_n_s16(0xFF)));
+            products = vmlaq_s16(products, red, takeHighByte(gradients));
+            // Twice the lower half of each 32 bits, and twice the upper one.
+            const int32x4_t evens = vshlq_n_s32(vreinterpretq_s32_s16(products), 16);
+            const int32x4_t odds = vandq_s32(vreinterpretq_s32_s16(products), vdupq_n_s32(-1 << 16));
+            const int32x4_t bothEven = vaddq_s32(norms.val[0], vld1q_s32(moving.norms + column));
+            const int32x4_t bothOdd = vaddq_s32(norms.val[1], vld1q_s32(moving.norms + column + 4));
+            addSquares(even[s], vsraq_n_s32(bothEven, evens, 15));
+            addSquares(odd[s], vsraq_n_s32(bothOdd, odds, 15));
         }
     }
 #pragma GCC unroll 4
     for (size_t s = 0; s < shifts; ++s) {
-#pragma GCC unroll 2
-        for (size_t v = 0; v < vectors; ++v) {
-            const float32x2_t first = vcvt_f32_f64(vcvtq_f64_u64(low[s][v]));
-            float* to = sums + (firstShift + s) * sumStride + column + v * lanes;
-            vst1q_f32(to, vcvt_high_f32_f64(first, vcvtq_f64_u64(high[s][v])));
-        }
+        vst2q_f32(sums + (firstShift + s) * sumStride + column, {{roundSums(even[s]), roundSums(odd[s])}});
     }
+}
+
+inline void prepareStill8(const Pixel* pixels, uint32_t* factors, int32_t* norms) {
+    const PreparedPixels prepared = preparePixels(pixels, bendOffset);
+    const int16x8_t gradients = packBytes(vnegq_s16(prepared.green), vnegq_s16(prepared.red));
+    vst2q_s16(reinterpret_cast<int16_t*>(factors), {{vnegq_s16(prepared.blue), gradients}});
+    constexpr int16_t tooMuch = 8 * lowestGradient;  // of a moving pixel's green
+    vst1q_s32(norms, vmlsl_n_s16(prepared.norms[0], vget_low_s16(prepared.green), tooMuch));
+    vst1q_s32(norms + 4, vmlsl_high_n_s16(prepared.norms[1], prepared.green, tooMuch));
 }
 
 }  // namespace
 
 void prepareStillNeon(const Pixel* pixels, size_t count, uint32_t* factors, int32_t* norms) {
-    for (size_t i = 0; i < count; i += lanes) {
-        if (count - i >= lanes) {
-            const PreparedPixels prepared = preparePixels(loadPixels(pixels + i), bendOffset);
-            vst1q_u32(factors + i, prepared.factors);
-            vst1q_s32(norms + i, prepared.norms);
-            continue;
-        }
-        Pixel filledUp[lanes] = {};
-        std::copy(pixels + i, pixels + count, filledUp);
-        const PreparedPixels prepared = preparePixels(loadPixels(filledUp), bendOffset);
-        std::memcpy(factors + i, &prepared.factors, (count - i) * sizeof *factors);
-        std::memcpy(norms + i, &prepared.norms, (count - i) * sizeof *norms);
-    }
+    size_t i = 0;
+    for (; i + lanes <= count; i += lanes) prepareStill8(pixels + i, factors + i, norms + i);
+    Pixel filledUp[lanes] = {};
+    uint32_t lastFactors[lanes];
+    int32_t lastNorms[lanes];
+    std::copy(pixels + i, pixels + count, filledUp);
+    prepareStill8(filledUp, lastFactors, lastNorms);
+    std::copy_n(lastFactors, count - i, factors + i);
+    std::copy_n(lastNorms, count - i, norms + i);
 }
 
 void prepareMovingNeon(const Pixel* pixels, size_t count, MovingPixels* moving, size_t stride) {
     for (size_t i = 0; i < count; i += lanes) {
-        const PreparedPixels prepared = preparePixels(loadPixels(pixels + i), 0);
+        const PreparedPixels prepared = preparePixels(pixels + i, 0);
         MovingPixels& to = moving[i / MovingPixels::count * stride];
-        vst1q_u32(to.factors + i % MovingPixels::count, prepared.factors);
-        vst1q_s32(to.norms + i % MovingPixels::count, prepared.norms);
+        const size_t at = i % MovingPixels::count;
+        auto* blues = reinterpret_cast<int16_t*>(to.factors) + at;
+        const int16x8_t green = vsubq_s16(prepared.green, vdupq_n_s16(lowestGradient));
+        vst1q_s16(blues, prepared.blue);
+        vst1q_s16(blues + MovingPixels::count, packBytes(green, prepared.red));
+        vst1q_s32(to.norms + at, vuzp1q_s32(prepared.norms[0], prepared.norms[1]));
+        vst1q_s32(to.norms + at + 4, vuzp2q_s32(prepared.norms[0], prepared.norms[1]));
     }
 }
 
 void sumColumnsNeon(const FacingColumns& columns, float* sums, size_t sumStride) {
-    for (size_t column = 0; column < MovingPixels::count; column += 8) {
+    for (size_t column = 0; column < MovingPixels::count; column += lanes) {
         size_t s = 0;
         for (; s + 4 <= columns.shifts; s += 4) sumTile(columns, column, s, 4, sums, sumStride);
         for (; s < columns.shifts; ++s) sumTile(columns, column, s, 1, sums, sumStride);
@@ -143,7 +159,7 @@ void addRunsNeon(const float* sums, size_t sumStride, size_t count, float* total
     for (size_t r = 0; r < rows; ++r, sums += sumStride) {
         float32x4_t sum = vdupq_n_f32(0.0f);
         size_t i = 0;
-        for (; i + lanes <= count; i += lanes) sum = vaddq_f32(sum, vld1q_f32(sums + i));
+        for (; i + 4 <= count; i += 4) sum = vaddq_f32(sum, vld1q_f32(sums + i));
         float total = vaddvq_f32(sum);
         for (; i < count; ++i) total += sums[i];
         totals[r] += total;
