@@ -23,7 +23,8 @@ void packPixelsPlain(const Pixel* row, uint8_t* bytes, size_t count) {
 // writes beyond its bytes, which the last pixels of a row, left to the plain version, make room for. Expanded pixels go
 // past the caches, in whole lines: a picture is larger than they are, and a line written whole need not be read first.
 constexpr size_t bytesPerLine = 64, bytesPerHalf = 12;
-constexpr size_t reserve = 6;  // pixels
+// Pixels. The widest step reads a whole vector, a line long, where sixteen pixels of three bytes are its own.
+constexpr size_t reserve = (bytesPerLine - 16 * 3 + 2) / 3;
 
 size_t countToLineStart(const Pixel* row) {
     return (bytesPerLine - reinterpret_cast<uintptr_t>(row) % bytesPerLine) % bytesPerLine / sizeof(Pixel);
@@ -80,8 +81,8 @@ void expandPixelsNeon(const uint8_t* bytes, Pixel* row, size_t count) {
     size_t i = 0;
     for (; i + 16 <= count; i += 16) {
         const uint8x16x3_t colours = vld3q_u8(bytes + 3 * i);
-        vst4q_u8(reinterpret_cast<uint8_t*>(row + i),
-                 {{colours.val[0], colours.val[1], colours.val[2], vdupq_n_u8(255)}});
+        const uint8x16x4_t pixels = {{colours.val[0], colours.val[1], colours.val[2], vdupq_n_u8(255)}};
+        vst4q_u8(reinterpret_cast<uint8_t*>(row + i), pixels);
     }
     expandPixelsPlain(bytes + 3 * i, row + i, count - i);
 }
@@ -90,7 +91,8 @@ void packPixelsNeon(const Pixel* row, uint8_t* bytes, size_t count) {
     size_t i = 0;
     for (; i + 16 <= count; i += 16) {
         const uint8x16x4_t pixels = vld4q_u8(reinterpret_cast<const uint8_t*>(row + i));
-        vst3q_u8(bytes + 3 * i, {{pixels.val[0], pixels.val[1], pixels.val[2]}});
+        const uint8x16x3_t colours = {{pixels.val[0], pixels.val[1], pixels.val[2]}};
+        vst3q_u8(bytes + 3 * i, colours);
     }
     packPixelsPlain(row + i, bytes + 3 * i, count - i);
 }

@@ -101,6 +101,10 @@ void sampleTurnedRowNeon(const Image& source, const TurnedRow& positions, Pixel*
         const int32x4_t x = truncateToIntegers(vaddq_f32(vmulq_n_f32(u, positions.cosA), startX));
         const int32x4_t y = truncateToIntegers(vaddq_f32(vmulq_n_f32(u, positions.sinA), startY));
         const uint32x4_t inside = vandq_u32(findBelow(x, source.width), findBelow(y, source.height));
+        if (count - i >= lanes && all(inside)) {
+            for (size_t k = 0; k < lanes; ++k) row[i + k] = rowOf(source, y[k])[x[k]];
+            continue;
+        }
         for (size_t k = 0; k < std::min(lanes, count - i); ++k) {
             row[i + k] = inside[k] != 0 ? rowOf(source, y[k])[x[k]] : Pixel{};
         }

@@ -27,6 +27,8 @@ void sampleTurnedRowAvx512(const Image& source, const TurnedRow& positions, Pixe
 /// Asks for the pixels of a later row in the columns from corner on. Rows lie too far apart for the processor to see
 /// coming what the next ones need.
 inline void fetchAhead(const Image& source, const Pixel* corner) {
+    // Of a turned copy of 2000 x 1500: 3 to 12 rows take equally long, 2 or 20 longer, none at all more than twice as
+    // long.
     constexpr int64_t rowsAhead = 5;
     const int64_t last = static_cast<int64_t>(countPixels(source)) - 1;
     __builtin_prefetch(source.pixels + std::min(corner - source.pixels + rowsAhead * source.width, last));

@@ -106,14 +106,16 @@ inline float32x4_t roundSums(const SquareSums& sums) {
     }
 #pragma GCC unroll 4
     for (size_t s = 0; s < shifts; ++s) {
-        vst2q_f32(sums + (firstShift + s) * sumStride + column, {{roundSums(even[s]), roundSums(odd[s])}});
+        const float32x4x2_t alternating = {{roundSums(even[s]), roundSums(odd[s])}};
+        vst2q_f32(sums + (firstShift + s) * sumStride + column, alternating);
     }
 }
 
 inline void prepareStill8(const Pixel* pixels, uint32_t* factors, int32_t* norms) {
     const PreparedPixels prepared = preparePixels(pixels, bendOffset);
-    const int16x8_t gradients = packBytes(vnegq_s16(prepared.green), vnegq_s16(prepared.red));
-    vst2q_s16(reinterpret_cast<int16_t*>(factors), {{vnegq_s16(prepared.blue), gradients}});
+    const int16x8x2_t alternating = {
+        {vnegq_s16(prepared.blue), packBytes(vnegq_s16(prepared.green), vnegq_s16(prepared.red))}};
+    vst2q_s16(reinterpret_cast<int16_t*>(factors), alternating);
     constexpr int16_t tooMuch = 8 * lowestGradient;  // of a moving pixel's green
     vst1q_s32(norms, vmlsl_n_s16(prepared.norms[0], vget_low_s16(prepared.green), tooMuch));
     vst1q_s32(norms + 4, vmlsl_high_n_s16(prepared.norms[1], prepared.green, tooMuch));
