@@ -27,8 +27,7 @@ TEST(AlignBlocks, BendsAsThePlainOneDoes) {
         runState.blockSearchWidth = pick(random, 0, round % 5 == 0 ? 9 : 3);
         runState.blockShiftMaxX = runState.blockShiftMaxY = pick(random, 0, 4);
         runState.blockShiftMinX = runState.blockShiftMinY = -runState.blockShiftMaxX;
-        runState.blockShiftStep =
-            std::array{1.0f, 0.5f, 2.0f, 0.25f, 0.7f, 1.5f, 0.3f}[static_cast<size_t>(round % 7)];
+        runState.blockShiftStep = std::array{1.0f, 0.5f, 2.0f, 0.25f, 0.7f, 1.5f, 0.3f}[static_cast<size_t>(round % 7)];
         const Image expected = keep(plain::alignBlocks(runState)), reference = keep(copyImage(runState.reference));
         for (const VectorLevel level : listVectorLevels()) {
             setVectorLevel(level);

@@ -1,6 +1,5 @@
 #include "align/blocks/row/level_mixing.h"
 
-#include <algorithm>
 #include <array>
 
 #include "align/blocks/row/search_plan.h"
@@ -15,6 +14,10 @@ namespace {
 constexpr int32_t largestShortN = 11;
 static_assert(2 * 255 * largestShortN * largestShortN <= 0xFFFF);
 static_assert(2 * 255 * largestFractionsPerPixel < unknownMix);
+
+// A mix below 0 comes out modulo 2^16, beyond all levels: across it is at least -255 n, down at least -255 n^2.
+static_assert(0x10000 - 255 * largestFractionsPerPixel > 255 * largestFractionsPerPixel);
+static_assert(0x10000 - 255 * largestShortN * largestShortN >= 256 * largestShortN * largestShortN);
 
 // Division of a 16-bit number by n^2: the high half of its product with the factor, shifted right.
 struct ShortDivisor {
@@ -50,19 +53,11 @@ static_assert(dividesLevels(2) && dividesLevels(3) && dividesLevels(4) && divide
     const auto* left = reinterpret_cast<const uint8_t*>(pixels);
     const auto* right = left + sizeof(Pixel);
     const auto leftWeight = static_cast<uint16_t>(n - fraction);
-    const auto rightWeight = static_cast<uint16_t>(fraction < 0 ? -fraction : fraction);
+    const auto rightWeight = static_cast<uint16_t>(fraction);  // below 0 modulo 2^16, as the products are
     const auto highest = static_cast<uint16_t>(255 * n);
-    if (fraction >= 0) {
-        for (size_t i = 0; i < count * sizeof(Pixel); ++i) {
-            mixes[i] = static_cast<uint16_t>(left[i] * leftWeight + right[i] * rightWeight);
-        }
-        return;
-    }
     for (size_t i = 0; i < count * sizeof(Pixel); ++i) {
-        const auto more = static_cast<uint16_t>(left[i] * leftWeight);
-        const auto less = static_cast<uint16_t>(right[i] * rightWeight);
-        const auto mix = static_cast<uint16_t>(more - less);
-        mixes[i] = more < less || mix > highest ? unknownMix : mix;
+        const auto mix = static_cast<uint16_t>(multiply(left[i], leftWeight) + multiply(right[i], rightWeight));
+        mixes[i] = mix > highest ? unknownMix : mix;
     }
 }
 
@@ -72,15 +67,12 @@ static_assert(dividesLevels(2) && dividesLevels(3) && dividesLevels(4) && divide
     const auto square = static_cast<uint16_t>(mix.n * mix.n);
     const auto aboveWeight = static_cast<uint16_t>(mix.n - mix.fraction);
     const auto belowWeight = static_cast<uint16_t>(mix.fraction);  // below 0 modulo 2^16, as the products are
-    const auto lessWeight = static_cast<uint16_t>(std::max(-mix.fraction, 0));
     const auto wholeStep = static_cast<uint16_t>(mix.exact ? 0 : 1);
     for (size_t i = 0; i < count; ++i) {
-        const auto product = multiply(above[i], aboveWeight);
-        const auto sum = static_cast<uint16_t>(product + multiply(below[i], belowWeight));
+        const auto sum = static_cast<uint16_t>(multiply(above[i], aboveWeight) + multiply(below[i], belowWeight));
         const auto high = static_cast<uint16_t>(uint32_t{sum} * divisor.factor >> 16);
         const auto level = static_cast<uint16_t>(high >> divisor.shift);
-        const bool negative = product < multiply(below[i], lessWeight);
-        const bool unknown = (above[i] == unknownMix) | (below[i] == unknownMix) | negative | (level > 255);
+        const bool unknown = (above[i] == unknownMix) | (below[i] == unknownMix) | (level > 255);
         const bool whole = (multiply(level, square) == sum) & (level != 0);
         const auto next = static_cast<uint16_t>(level - (whole ? wholeStep : uint16_t{0}));
         lower[i] = static_cast<uint8_t>(unknown ? uint16_t{0} : next);
@@ -148,12 +140,10 @@ struct Levels16 {
     const __m256i whole = _mm256_cmpeq_epi16(_mm256_mullo_epi16(level, repeat16(mix.n * mix.n)), sum);
     const __m256i lower = _mm256_subs_epu16(level, _mm256_and_si256(whole, repeat16(mix.exact ? 0 : 1)));
     if (inside) return {lower, level};
-    const __m256i less = _mm256_mullo_epi16(bottom, repeat16(std::max(-mix.fraction, 0)));
-    const __m256i notBelow = _mm256_cmpeq_epi16(_mm256_max_epu16(fromTop, less), fromTop);
     const __m256i unknownMixes = repeat16(unknownMix);
     const __m256i unknown = _mm256_or_si256(
         _mm256_or_si256(_mm256_cmpeq_epi16(top, unknownMixes), _mm256_cmpeq_epi16(bottom, unknownMixes)),
-        _mm256_or_si256(_mm256_cmpgt_epi16(level, repeat16(255)), _mm256_xor_si256(notBelow, unknownMixes)));
+        _mm256_cmpgt_epi16(level, repeat16(255)));
     return {_mm256_andnot_si256(unknown, lower), _mm256_blendv_epi8(level, repeat16(255), unknown)};
 }
 
@@ -211,10 +201,9 @@ struct Levels32 {
     const __mmask32 whole = _mm512_cmpeq_epi16_mask(_mm512_mullo_epi16(level, repeat32(mix.n * mix.n)), sum);
     const __m512i lower = _mm512_mask_subs_epu16(level, whole, level, repeat32(mix.exact ? 0 : 1));
     if (inside) return {lower, level};
-    const __m512i less = _mm512_mullo_epi16(bottom, repeat32(std::max(-mix.fraction, 0)));
     const __mmask32 unknown = _mm512_cmpeq_epi16_mask(top, repeat32(unknownMix)) |
                               _mm512_cmpeq_epi16_mask(bottom, repeat32(unknownMix)) |
-                              _mm512_cmpgt_epi16_mask(level, repeat32(255)) | _mm512_cmplt_epu16_mask(fromTop, less);
+                              _mm512_cmpgt_epi16_mask(level, repeat32(255));
     return {_mm512_mask_mov_epi16(lower, unknown, _mm512_setzero_si512()),
             _mm512_mask_mov_epi16(level, unknown, repeat32(255))};
 }
