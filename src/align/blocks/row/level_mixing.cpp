@@ -244,6 +244,8 @@ constexpr std::array mixingKernels = {
 #if defined(__x86_64__)
     MixingKernel{mixAcrossAvx2, mixDownAvx2},
     MixingKernel{mixAcrossAvx512, mixDownAvx512},
+#elif defined(__aarch64__)
+    MixingKernel{mixAcrossPlain, mixDownPlain},  // compiled for these instructions anyhow
 #endif
 };
 

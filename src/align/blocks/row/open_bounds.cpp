@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "align/blocks/row/open_bounds_neon.h"
 #include "align/blocks/row/open_bounds_x86.h"
 #include "core/vector_level.h"
 
@@ -59,6 +60,8 @@ constexpr std::array openKernels = {
 #if defined(__x86_64__)
     OpenKernel{prepareOpenStillAvx2, prepareOpenMovingAvx2, sumOpenColumnsAvx2},
     OpenKernel{prepareOpenStillAvx2, prepareOpenMovingAvx512, sumOpenColumnsAvx512},
+#elif defined(__aarch64__)
+    OpenKernel{prepareOpenStillNeon, prepareOpenMovingNeon, sumOpenColumnsNeon},
 #endif
 };
 
