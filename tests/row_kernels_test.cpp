@@ -110,7 +110,7 @@ TEST(ColumnKernels, SumTheSquaresThatBoundTheCosts) {
                 }
                 const auto total = static_cast<double>(totals[size_t(s)]);
                 EXPECT_NEAR(total, squares + 1, squares * 0x1p-16) << nameOf(level) << ", round " << round;
-                EXPECT_LE(total, findLargestSquares(cost, rows * (lanes - 3))) << nameOf(level) << ", round " << round;
+                EXPECT_LE(total, findSquaresLimit(cost, rows * (lanes - 3))) << nameOf(level) << ", round " << round;
             }
         }
     }

@@ -9,8 +9,8 @@ namespace {
 
 // The square block around (x, y), moved by (dx, dy) within the picture; its origin is that of the picture.
 Image sampleBlock(const BlockSearch& search, const Image& image, int64_t x, int64_t y, float dx, float dy) {
-    const int64_t left = x - search.searchWidth, top = y - search.searchWidth;
-    Image block = makeImage(2 * search.searchWidth + 1, 2 * search.searchWidth + 1);
+    const int64_t left = x - search.halfSize, top = y - search.halfSize;
+    Image block = makeImage(2 * search.halfSize + 1, 2 * search.halfSize + 1);
     block.originX = static_cast<int32_t>(image.originX - left);
     block.originY = static_cast<int32_t>(image.originY - top);
     for (int32_t by = 0; by < block.height; ++by)
@@ -91,26 +91,25 @@ BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& curr
     return best;
 }
 
-Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX, int32_t stepY) {
-    const auto [i, i1, fx] = findCell(x, stepX, grid.columns);
-    const auto [j, j1, fy] = findCell(y, stepY, grid.rows);
-    float sums[2];
-    for (int axis = 0; axis < 2; ++axis) {
-        const float* values = axis == 0 ? grid.displacementX : grid.displacementY;
-        const float *row = values + j * grid.columns, *next = values + j1 * grid.columns;
-        sums[axis] =
-            (1 - fx) * (1 - fy) * row[i] + fx * (1 - fy) * row[i1] + (1 - fx) * fy * next[i] + fx * fy * next[i1];
-    }
-    return {sums[0], sums[1]};
+Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t spacing) {
+    const Cell column = findCell(x, spacing, grid.columns), row = findCell(y, spacing, grid.rows);
+    const float fx = column.fraction, fy = row.fraction;
+    const Displacement *first = grid.displacements + row.first * grid.columns,
+                       *second = grid.displacements + row.second * grid.columns;
+    const auto mix = [&](float Displacement::*axis) {
+        return (1 - fx) * (1 - fy) * first[column.first].*axis + fx * (1 - fy) * first[column.second].*axis +
+               (1 - fx) * fy * second[column.first].*axis + fx * fy * second[column.second].*axis;
+    };
+    return {mix(&Displacement::x), mix(&Displacement::y)};
 }
 
-Image deformImage(const Image& source, const BlockGrid& grid, int32_t stepX, int32_t stepY) {
+Image deformImage(const Image& source, const BlockGrid& grid, int32_t spacing) {
     Image bent = makeImage(source.width, source.height);
     bent.originX = source.originX;
     bent.originY = source.originY;
     for (int32_t y = 0; y < bent.height; ++y)
         for (int32_t x = 0; x < bent.width; ++x) {
-            const Displacement d = plain::interpolateDisplacement(grid, x, y, stepX, stepY);
+            const Displacement d = interpolateDisplacement(grid, x, y, spacing);
             rowOf(bent, y)[x] = samplePosition(source, static_cast<float>(x) - d.x, static_cast<float>(y) - d.y);
         }
     return bent;
@@ -122,7 +121,7 @@ Image alignBlocks(const RunState& run) {
                   offsetY = reference.originY - current.originY;
     const BlockSearch search = {
         half, run.blockShiftMinX, run.blockShiftMaxX, run.blockShiftMinY, run.blockShiftMaxY, run.blockShiftStep};
-    std::vector<float> shiftsX, shiftsY;
+    std::vector<Displacement> shifts;
     int32_t rows = 0;
     for (int32_t y = half - search.shiftMinY + 1; y < current.height - half - search.shiftMaxY - 1;
          y += run.blockGridWidth, ++rows)
@@ -133,18 +132,17 @@ Image alignBlocks(const RunState& run) {
                                 x + half + search.shiftMaxX + offsetX <= reference.width &&
                                 y + half + search.shiftMaxY + offsetY <= reference.height;
             const bool whole = search.shiftStep == std::trunc(search.shiftStep);
-            BlockMatch match = {-10.0f, 0, 0};
+            BlockMatch match = {-10, 0, 0};
             if (inside)
                 match = (whole ? plain::matchBlockIntegerStep : plain::matchBlockFractionalStep)(search, current,
                                                                                                  reference, x, y);
-            shiftsX.push_back(match.x);
-            shiftsY.push_back(match.y);
+            shifts.push_back({match.x, match.y});
         }
     releaseImage(current);
     releaseImage(reference);
-    if (shiftsX.empty()) return copyImage(run.current);
-    const BlockGrid grid = {shiftsX.data(), shiftsY.data(), nullptr, static_cast<int32_t>(shiftsX.size()) / rows, rows};
-    return plain::deformImage(run.current, grid, run.blockGridWidth, run.blockGridWidth);
+    if (shifts.empty()) return copyImage(run.current);
+    const BlockGrid grid = {shifts.data(), static_cast<int32_t>(shifts.size()) / rows, rows};
+    return plain::deformImage(run.current, grid, run.blockGridWidth);
 }
 
 }  // namespace plain

@@ -44,8 +44,8 @@ BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current
                                  int64_t y);
 BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
                                     int64_t y);
-Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX, int32_t stepY);
-Image deformImage(const Image& source, const BlockGrid& grid, int32_t stepX, int32_t stepY);
+Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t spacing);
+Image deformImage(const Image& source, const BlockGrid& grid, int32_t spacing);
 
 /// What the local stage makes of the run state's current image.
 Image alignBlocks(const RunState& run);

@@ -28,30 +28,25 @@ int32_t countStars(int32_t columns) {
 
 // Row by row, each in runs of columns, so that the row of stars grows steadily also where a grid has a single row.
 void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid& grid) {
-    constexpr int64_t runLength = 64;  // columns
+    constexpr int64_t runLength = 64;  // columns: some groups, and a fraction of a second of work
     const int32_t allStars = countStars(grid.columns);
     int32_t stars = printProgress(0, std::min(allStars, 1));  // before the work begins
     Image current = makeGradientImage(runState.current);
     if (runState.referenceGradient.pixels == nullptr)
         runState.referenceGradient = makeGradientImage(runState.reference);
-    GroupWork work;
+    RowMatching matching = prepareRowMatching(search);
     std::array<BlockMatch, runLength> matches;
     const int64_t allBlocks = layout.columns * layout.rows;
     int64_t blocks = 0;
     for (int64_t j = 0; j < layout.rows; ++j) {
         for (int64_t first = 0; first < layout.columns; first += runLength) {
-            const BlockGroup run = {.firstX = layout.firstX + first * layout.spacing,
-                                    .y = layout.firstY + j * layout.spacing,
-                                    .spacing = layout.spacing,
-                                    .count = std::min(runLength, layout.columns - first)};
-            matchBlockRow(work, search, current, runState.referenceGradient, run, matches.data());
-            for (int64_t i = 0; i < run.count; ++i) {
-                const int64_t entry = j * layout.columns + first + i;
-                const BlockMatch& match = matches[static_cast<size_t>(i)];
-                grid.displacementX[entry] = match.x;
-                grid.displacementY[entry] = match.y;
-                grid.score[entry] = match.score;
-            }
+            const BlockRow run = {.firstX = layout.firstX + first * layout.spacing,
+                                  .y = layout.firstY + j * layout.spacing,
+                                  .spacing = layout.spacing,
+                                  .count = std::min(runLength, layout.columns - first)};
+            matchBlockRow(matching, current, runState.referenceGradient, run, matches.data());
+            Displacement* to = grid.displacements + j * layout.columns + first;
+            for (size_t i = 0; i < static_cast<size_t>(run.count); ++i) to[i] = {matches[i].x, matches[i].y};
             blocks += run.count;
             stars = printProgress(stars, static_cast<int32_t>(allStars * blocks / allBlocks));
         }
@@ -64,7 +59,7 @@ void matchBlocks(const BlockSearch& search, const BlockLayout& layout, BlockGrid
 }  // namespace
 
 void alignBlocks() {
-    const BlockSearch search = {.searchWidth = runState.blockSearchWidth,
+    const BlockSearch search = {.halfSize = runState.blockSearchWidth,
                                 .shiftMinX = runState.blockShiftMinX,
                                 .shiftMaxX = runState.blockShiftMaxX,
                                 .shiftMinY = runState.blockShiftMinY,
@@ -80,7 +75,7 @@ void alignBlocks() {
     matchBlocks(search, layout, grid);
     std::printf("Deformation de l'image\n");
     if (grid.columns > 0 && grid.rows > 0) {
-        const Image bent = deformImage(current, grid, runState.blockGridWidth, runState.blockGridWidth);
+        const Image bent = deformImage(current, grid, runState.blockGridWidth);
         releaseImage(current);
         current = bent;
     }

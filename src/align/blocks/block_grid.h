@@ -5,15 +5,17 @@
 #include "align/blocks/block_search.h"
 #include "imageio/image.h"
 
-/// One result a block: block (i, j) is entry j * columns + i. Displacements are pixels, in the sense of BlockMatch. The
-/// grid owns its arrays; makeBlockGrid makes them, releaseBlockGrid releases them.
+/// Pixels, in the sense of BlockMatch.
+struct Displacement {
+    float x, y;
+};
+
+/// The displacements of the blocks: that of block (i, j) is entry j * columns + i. The grid owns the array;
+/// makeBlockGrid makes it, releaseBlockGrid releases it.
 struct BlockGrid {
-    float* displacementX = nullptr;
-    float* displacementY = nullptr;
-    float* score = nullptr;  // unmatchedBlockScore: the block was not matched
+    Displacement* displacements = nullptr;
     int32_t columns = 0, rows = 0;
 };
-constexpr float unmatchedBlockScore = -10.0f;
 
 /// Where the blocks lie: column i at x = firstX + i * spacing, row j alike, each with its search area inside the
 /// picture.
@@ -23,31 +25,22 @@ struct BlockLayout {
     int64_t columns, rows;
 };
 
-[[nodiscard]] BlockLayout layOutBlocks(const BlockSearch& search, int32_t gridWidth, const Image& image);
+[[nodiscard]] BlockLayout layOutBlocks(const BlockSearch& search, int32_t spacing, const Image& image);
 
 /// A grid for that layout, its entries not set yet. Stops the run when memory is short.
 [[nodiscard]] BlockGrid makeBlockGrid(const BlockLayout& layout);
 void releaseBlockGrid(BlockGrid& grid);
 
-struct Displacement {
-    float x, y;
-};
+// The displacement at a pixel is linear between the blocks' anchors. Block column i is anchored at (i + 0.5) * spacing,
+// row j alike, which is not where the blocks lie; beyond the outer anchors the outer block's value holds.
 
-/// The displacement at pixel (x, y), linear between the blocks' anchors. Block column i is anchored at (i + 0.5) *
-/// stepX, row j alike, which is not where the blocks lie; beyond the outer anchors the outer block's value holds. The
-/// grid has at least one block.
-[[nodiscard]] Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t stepX,
-                                                   int32_t stepY);
-
-// The same in parts, for whole rows of pixels.
-
-/// Where a pixel lies on one axis: between the anchors of blocks near and far, at fraction of the way. With an odd step
-/// fractions begin a little below 0.
+/// Where a pixel lies on one axis: between the anchors of blocks near and far, at fraction of the way. With an odd
+/// spacing fractions begin a little below 0.
 struct BlockCell {
     int64_t near, far;
     float fraction;
 };
-[[nodiscard]] BlockCell findBlockCell(int32_t position, int32_t step, int32_t blocks);
+[[nodiscard]] BlockCell findBlockCell(int32_t position, int32_t spacing, int32_t blocks);
 
 /// The displacements of the four blocks around a cell.
 struct CellDisplacements {

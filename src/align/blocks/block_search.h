@@ -2,11 +2,9 @@
 
 #include <cstdint>
 
-#include "imageio/image.h"
-
 /// How blocks are searched. Shifts are pixels, bounds included; the step is above 0.
 struct BlockSearch {
-    int32_t searchWidth;  // half-size S: a block is 2S + 1 pixels square, its position in its centre
+    int32_t halfSize;  // S: a block is 2S + 1 pixels square, its position in its centre
     int32_t shiftMinX, shiftMaxX, shiftMinY, shiftMaxY;
     float shiftStep;
 };
@@ -20,13 +18,28 @@ struct BlockMatch {
 constexpr float worstBlockScore = 1e9f;
 constexpr BlockMatch noBlockMatch = {worstBlockScore, 0.0f, 0.0f};
 
-/// The shift at which the block of current around (x, y) fits reference best, the first of equal ones, x before y. Both
-/// are gradient images. For whole steps: only the block's place in the reference changes. start is the match of another
-/// block of the same search, or none (worstBlockScore): a good guess changes the time, never the result.
-[[nodiscard]] BlockMatch matchBlockIntegerStep(const BlockSearch& search, const Image& current, const Image& reference,
-                                               int64_t x, int64_t y, const BlockMatch& start);
+/// The match of a block that would leave the reference, which is not searched.
+constexpr BlockMatch unmatchedBlock = {-10.0f, 0.0f, 0.0f};
 
-/// The same for any step: the block stays where it is, and every shift samples it anew from current.
-[[nodiscard]] BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current,
-                                                  const Image& reference, int64_t x, int64_t y,
-                                                  const BlockMatch& start);
+/// Whether blocks are matched at whole steps: the step is its own integer part.
+[[nodiscard]] inline bool isWholeStep(float step) {
+    return step >= 0x1p31f || static_cast<float>(static_cast<int32_t>(step)) == step;
+}
+
+/// The next value of a running whole shift, cut to a whole number of single precision; beyond last when the step does
+/// not change it or leads out of 32 bits.
+[[nodiscard]] inline int64_t advanceWhole(int64_t shift, float step, int64_t last) {
+    const float next = static_cast<float>(shift) + step;
+    if (next >= 0x1p31f || static_cast<int64_t>(next) == shift) return last + 1;
+    return static_cast<int64_t>(next);
+}
+
+/// The next value of any other running shift, kept in double precision; beyond last when the step does not change it.
+[[nodiscard]] inline double advanceFractional(double shift, double step, double last) {
+    return shift + step == shift ? last + 1.0 : shift + step;
+}
+
+/// The better one of best and a score at that shift, the former when they are equal.
+inline void takeBetter(BlockMatch& best, float score, double dx, double dy) {
+    if (score < best.score) best = {score, static_cast<float>(dx), static_cast<float>(dy)};
+}

@@ -44,7 +44,7 @@ void findPositions(RowPositions& positions, const BlockGrid& grid, const std::ve
 
 }  // namespace
 
-Image deformImage(Image source, const BlockGrid& grid, int32_t stepX, int32_t stepY) {
+Image deformImage(Image source, const BlockGrid& grid, int32_t spacing) {
     Image bent = makeUnfilledImage(source.width, source.height);
     bent.originX = source.originX;
     bent.originY = source.originY;
@@ -52,7 +52,7 @@ Image deformImage(Image source, const BlockGrid& grid, int32_t stepX, int32_t st
     std::vector<BlockCell> cells;
     RowPositions positions;
     for (int32_t x = 0; x < bent.width; ++x) {
-        cells.push_back(findBlockCell(x, stepX, grid.columns));
+        cells.push_back(findBlockCell(x, spacing, grid.columns));
         positions.fraction.push_back(cells.back().fraction);
         positions.column.push_back(static_cast<float>(x));
     }
@@ -60,7 +60,7 @@ Image deformImage(Image source, const BlockGrid& grid, int32_t stepX, int32_t st
     positions.y.resize(width);
     const std::vector<CellRun> runs = listRuns(cells);
     for (int32_t y = 0; y < bent.height; ++y) {
-        findPositions(positions, grid, runs, findBlockCell(y, stepY, grid.rows), y);
+        findPositions(positions, grid, runs, findBlockCell(y, spacing, grid.rows), y);
         samplingKernel().samplePositions(source, positions.x.data(), positions.y.data(), rowOf(bent, y), width);
     }
     return bent;

@@ -17,10 +17,6 @@ namespace {
 // the ceiling. What tells placements apart best is read first, by all shifts of one y: at first short segments, stars
 // and edges, which rule most shifts out; then whole rows.
 
-// What a sum of estimates must exceed its limit by so that the exact score is above it: the error of the estimates and
-// the roundings of score and pair count, 2^-24 each.
-constexpr double estimateMargin = 1.0 + 2.0 * estimateError;
-
 // The candidates of one axis: steps 0 to count - 1, of which first to last leave an overlap.
 struct AxisRange {
     int64_t min, step, count;

@@ -25,7 +25,7 @@ void prepareStillPixel(uint32_t pixel, uint32_t& factors, int32_t& norm) {
     const int32_t green = clipGradient(pixel >> 8 & 0xFF), red = clipGradient(pixel >> 16 & 0xFF);
     factors = static_cast<uint32_t>(blue | blue << 8) | static_cast<uint32_t>(green - lowestGradient) << 18 |
               static_cast<uint32_t>(red - lowestGradient) << 26;
-    norm = blue * blue - 254 * blue + 4 * (green * green + red * red) + bendOffset;
+    norm = blue * blue - 254 * blue + 4 * (green * green + red * red) + squareOffset;
     if (pixel >> 24 == 0) norm = maskedNorm;
 }
 
@@ -64,7 +64,7 @@ void sumColumnsPlain(const FacingColumns& columns, float* sums, size_t sumStride
                 const size_t still = y * columns.stride + i;
                 const int32_t e =
                     columns.norms[still] + moving.norms[i] + multiplyBytes(columns.factors[still], moving.factors[i]);
-                const auto bounded = static_cast<float>(std::max(e, bendOffset));
+                const auto bounded = static_cast<float>(std::max(e, squareOffset));
                 sum += bounded * bounded;
             }
             sums[s * sumStride + i] = sum;
@@ -96,7 +96,17 @@ const ColumnKernel& columnKernel() {
     return columnKernels[vectorLevelIndex()];
 }
 
-double findLargestSquares(double sum, int64_t pairs) {
-    constexpr double margin = 1.0 + 0x1p-14;
-    return (sum / static_cast<double>(squareWeight) + static_cast<double>(pairs * bendOffset * bendOffset)) * margin;
+// A square is rounded when it is formed and with each addition: down a column, along the run of columns, and to the
+// total of the pieces. Every rounding is at most 2^-24 of a sum of squares, which only grows, so all of them together
+// stay below half of the margin; the other half is for the roundings of the costs themselves, three a pair, and those
+// of the score and its count of pairs.
+constexpr int64_t roundingLimit = 2 * blockSizeLimit + blockSizeLimit + 4;
+constexpr double squaresMargin = 0x1p-14;
+static_assert(static_cast<double>(roundingLimit) * 0x1p-24 < squaresMargin / 2);
+static_assert(5 * 0x1p-24 < squaresMargin / 4);
+static_assert(2.0 * static_cast<double>(squareWeight) * squareOffset <= 1.0);
+
+double findSquaresLimit(double costLimit, int64_t pairs) {
+    const auto offsets = static_cast<double>(pairs * squareOffset * squareOffset);
+    return (costLimit / static_cast<double>(squareWeight) + offsets) * (1.0 + squaresMargin);
 }

@@ -17,7 +17,7 @@
 // so the squares of e = d + 127 are all that is summed. A pixel without data has a norm so far below zero that e, which
 // is never taken below 127, counts as nothing.
 
-constexpr int32_t bendOffset = 127;  // what e has more than d
+constexpr int32_t squareOffset = 127;  // what e has more than d
 constexpr int32_t maskedNorm = -(1 << 28);
 constexpr int32_t middleGradient = 128, lowestGradient = -32, highestGradient = 31;  // of green and red, as clipped
 
@@ -64,6 +64,9 @@ void prepareStillPlain(const Pixel* pixels, size_t count, uint32_t* factors, int
 /// The version of the vector level in use.
 [[nodiscard]] const ColumnKernel& columnKernel();
 
-/// What the squares of that many pairs must add up to, in single precision and any order of up to 2^8 roundings, for
-/// the exact costs to exceed a sum.
-[[nodiscard]] double findLargestSquares(double sum, int64_t pairs);
+/// Blocks are at most so many pixels a side for their sums of squares to be rounded few times.
+constexpr int64_t blockSizeLimit = 96;
+
+/// The limit of the sum of squares of that many pairs: what lies above it, summed in single precision by the kernels,
+/// has exact costs that sum up to more than costLimit.
+[[nodiscard]] double findSquaresLimit(double costLimit, int64_t pairs);

@@ -22,7 +22,7 @@ namespace {
             const MovingPixels& moving = columns.moving[movingRows[s]];
             const __m512i both = _mm512_add_epi32(norms, _mm512_load_si512(moving.norms));
             const __m512i e = _mm512_dpbusd_epi32(both, factors, _mm512_load_si512(moving.factors));
-            const __m512 bounded = _mm512_cvtepi32_ps(_mm512_max_epi32(e, _mm512_set1_epi32(bendOffset)));
+            const __m512 bounded = _mm512_cvtepi32_ps(_mm512_max_epi32(e, _mm512_set1_epi32(squareOffset)));
             sum[s] = _mm512_fmadd_ps(bounded, bounded, sum[s]);
         }
     }
@@ -79,7 +79,7 @@ struct ClippedPixels {
                                                       _mm256_madd_epi16(odd, _mm256_srai_epi16(facing, 8)));
             const __m256i both = _mm256_add_epi32(norms, load(moving.norms + column));
             const __m256i e = _mm256_add_epi32(both, products);
-            const __m256 bounded = _mm256_cvtepi32_ps(_mm256_max_epi32(e, _mm256_set1_epi32(bendOffset)));
+            const __m256 bounded = _mm256_cvtepi32_ps(_mm256_max_epi32(e, _mm256_set1_epi32(squareOffset)));
             sum[s] = _mm256_fmadd_ps(bounded, bounded, sum[s]);
         }
     }
@@ -96,7 +96,8 @@ struct ClippedPixels {
         const __m256i gradientNorms = _mm256_madd_epi16(clipped.gradients, _mm256_slli_epi16(clipped.gradients, 2));
         const __m256i blueNorms =
             _mm256_madd_epi16(clipped.blue, _mm256_sub_epi32(clipped.blue, _mm256_set1_epi32(254)));
-        const __m256i sum = _mm256_add_epi32(_mm256_add_epi32(gradientNorms, blueNorms), _mm256_set1_epi32(bendOffset));
+        const __m256i sum =
+            _mm256_add_epi32(_mm256_add_epi32(gradientNorms, blueNorms), _mm256_set1_epi32(squareOffset));
         store(norms + i, _mm256_blendv_epi8(sum, _mm256_set1_epi32(maskedNorm), clipped.masked));
         store(factors + i, _mm256_blend_epi16(clipped.bytes, _mm256_slli_epi16(clipped.bytes, 2), 0xAA));
     }
@@ -106,11 +107,11 @@ struct ClippedPixels {
 [[TARGET_AVX2]] void prepareMovingAvx2(const Pixel* pixels, size_t count, MovingPixels* moving, size_t stride) {
     for (size_t i = 0; i < count; i += 8) {
         const ClippedPixels clipped = clipPixels8(load(pixels + i));
-        const __m256i bent = _mm256_add_epi16(_mm256_slli_epi16(clipped.gradients, 2), _mm256_set1_epi16(256));
+        const __m256i scaled = _mm256_add_epi16(_mm256_slli_epi16(clipped.gradients, 2), _mm256_set1_epi16(256));
         const __m256i blueNorms = _mm256_madd_epi16(clipped.blue, clipped.blue);
         const __m256i doubled = _mm256_blend_epi16(clipped.bytes, _mm256_slli_epi16(clipped.bytes, 1), 0xAA);
         MovingPixels& to = moving[i / MovingPixels::count * stride];
-        const __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(clipped.gradients, bent), blueNorms);
+        const __m256i sum = _mm256_add_epi32(_mm256_madd_epi16(clipped.gradients, scaled), blueNorms);
         store(to.norms + i % MovingPixels::count,
               _mm256_blendv_epi8(sum, _mm256_set1_epi32(maskedNorm), clipped.masked));
         store(to.factors + i % MovingPixels::count, _mm256_sub_epi8(_mm256_set1_epi32(0x40407F7F), doubled));

@@ -1,88 +1,131 @@
 #include "align/blocks/row/strips.h"
 
 #include <algorithm>
+#include <bit>
+
+#include "align/blocks/row/level_mixing.h"
+#include "align/blocks/row/open_bounds.h"
 
 namespace {
 
-// A strip consists of one piece where blocks lie close, and of one a block where they do not.
-struct StripPieces {
+// A strip consists of one run of pixels where blocks lie close, and of one a block where they do not.
+struct StripRuns {
     int64_t count, width;
 };
 
-StripPieces cutStrip(const GroupPlan& plan, int64_t widthOfBlock) {
-    const int64_t pitch = computePitch(plan);
-    if (pitch < plan.spacing) return {plan.count, widthOfBlock};
-    return {1, (plan.count - 1) * pitch + widthOfBlock};
+StripRuns cutStrip(const StripShape& shape, int64_t spacing, int64_t widthOfBlock) {
+    if (shape.pitch < spacing) return {shape.count, widthOfBlock};
+    return {1, (shape.count - 1) * shape.pitch + widthOfBlock};
 }
 
-int64_t countReach(const GroupPlan& plan) {
-    return plan.rightmost - plan.leftmost + 1;
+void prepareRow(MovingStrip& strip, bool exact, int64_t row) {
+    const auto count = static_cast<size_t>(strip.stride), rows = static_cast<size_t>(strip.rows);
+    MovingPixels* to = strip.prepared.data() + row;
+    if (!exact) {
+        openKernel().prepareMoving(strip.lower.data(), strip.upper.data(), count, to, rows);
+        return;
+    }
+    columnKernel().prepareMoving(strip.lower.data(), count, to, rows);
 }
 
-void fillPixels(std::vector<Pixel>& pixels, const MovingStrip& strip, const GroupPlan& plan, size_t fractionX,
-                size_t fractionY) {
-    const StripPieces pieces = cutStrip(plan, countReach(plan));
-    const int64_t pitch = computePitch(plan);
-    const int64_t last = findLastOffset(fractionY, plan.bottommost);
-    for (int64_t offset = findFirstOffset(fractionY, plan.topmost); offset <= last; ++offset) {
-        Pixel* row = pixels.data() + (strip.zeroRow[fractionY] + offset) * strip.stride;
-        const int64_t y = plan.movingY + offset;
-        for (int64_t i = 0; i < pieces.count; ++i) {
-            const int64_t x = plan.movingX + i * plan.spacing + plan.leftmost;
-            if (plan.sampled) {
-                sampleQuarters(plan.moving, x, y, fractionX, fractionY, row + i * pitch, pieces.width);
-            } else {
-                std::copy_n(rowOf(plan.moving, y) + x, pieces.width, row + i * pitch);
-            }
+// Leaves no data where exact samples are not known: outside 0 to 255.
+void dropUnknown(MovingStrip& strip) {
+    for (size_t i = 0; i < strip.lower.size(); ++i) {
+        const auto low = std::bit_cast<uint32_t>(strip.lower[i]), high = std::bit_cast<uint32_t>(strip.upper[i]);
+        strip.lower[i] = std::bit_cast<Pixel>(low == high ? low : 0);
+    }
+}
+
+void copyRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group, const StripShape& shape) {
+    const StripRuns runs = cutStrip(shape, group.spacing, shape.reach);
+    for (int64_t offset = plan.down.firstOffset; offset <= plan.down.lastOffset; ++offset) {
+        const Pixel* from = rowOf(group.moving, group.movingY + offset) + group.movingX + shape.firstOffset;
+        for (int64_t i = 0; i < runs.count; ++i) {
+            std::copy_n(from + i * group.spacing, runs.width, strip.lower.data() + i * shape.pitch);
+        }
+        prepareRow(strip, true, strip.zeroRow[1] + offset);
+    }
+}
+
+void mixRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group, const StripShape& shape,
+             int32_t fraction) {
+    const int32_t n = plan.fractionsPerPixel;
+    const StripRuns runs = cutStrip(shape, group.spacing, shape.reach);
+    const int64_t mixesPerRow = strip.stride * static_cast<int64_t>(sizeof(Pixel));
+    const int64_t firstOffset = plan.down.firstOffset, lastOffset = plan.down.lastOffset;
+    strip.mixes.resize(static_cast<size_t>((lastOffset - firstOffset + 2) * mixesPerRow));
+    for (int64_t offset = firstOffset; offset <= lastOffset + 1; ++offset) {
+        const Pixel* from = rowOf(group.moving, group.movingY + offset) + group.movingX + shape.firstOffset;
+        uint16_t* to = strip.mixes.data() + (offset - firstOffset) * mixesPerRow;
+        for (int64_t i = 0; i < runs.count; ++i) {
+            mixingKernel().mixAcross(from + i * group.spacing, static_cast<size_t>(runs.width), fraction, n,
+                                     to + i * shape.pitch * static_cast<int64_t>(sizeof(Pixel)));
+        }
+    }
+    for (int64_t offset = firstOffset; offset <= lastOffset; ++offset) {
+        const uint16_t* above = strip.mixes.data() + (offset - firstOffset) * mixesPerRow;
+        for (const FractionSpan& down : plan.down.fractions) {
+            if (offset < down.firstOffset || offset > down.lastOffset) continue;
+            const bool inside = fraction >= 0 && down.fraction >= 0;
+            mixingKernel().mixDown(above, above + mixesPerRow, static_cast<size_t>(mixesPerRow),
+                                   {.fraction = down.fraction, .n = n, .exact = plan.exact, .inside = inside},
+                                   reinterpret_cast<uint8_t*>(strip.lower.data()),
+                                   reinterpret_cast<uint8_t*>(strip.upper.data()));
+            if (plan.exact && !inside) dropUnknown(strip);
+            prepareRow(strip, plan.exact, strip.zeroRow[static_cast<size_t>(down.fraction + n)] + offset);
         }
     }
 }
 
 }  // namespace
 
-int64_t computePitch(const GroupPlan& plan) {
-    return std::min(plan.spacing, countReach(plan));
+StripShape shapeStrips(const FractionSpan& across, int64_t spacing, int64_t count) {
+    const int64_t reach = across.lastOffset - across.firstOffset + 1;
+    return {.pixels = across.pixels,
+            .firstOffset = across.firstOffset,
+            .reach = reach,
+            .pitch = std::min(spacing, std::max(reach, across.pixels)),
+            .count = count};
 }
 
-void fillStillStrip(StillStrip& strip, const GroupPlan& plan) {
-    const StripPieces pieces = cutStrip(plan, plan.size);
-    const int64_t pitch = computePitch(plan);
-    strip.stride = static_cast<size_t>((plan.count - 1) * pitch + plan.size + 2 * stripMargin);
+void fillStillStrip(StillStrip& strip, const SearchPlan& plan, const BlockGroup& group, const StripShape& shape) {
+    const StripRuns runs = cutStrip(shape, group.spacing, shape.pixels);
+    const PrepareStill prepare = plan.exact ? columnKernel().prepareStill : openKernel().prepareStill;
+    strip.shape = shape;
+    strip.stride = static_cast<size_t>((shape.count - 1) * shape.pitch + shape.pixels + 2 * stripMargin);
     strip.factors.resize(strip.stride * static_cast<size_t>(plan.size));
     strip.norms.resize(strip.factors.size());
     for (int64_t y = 0; y < plan.size; ++y) {
-        const Pixel* row = rowOf(plan.still, plan.stillY + y) + plan.stillX;
-        for (int64_t i = 0; i < pieces.count; ++i) {
-            const size_t to = static_cast<size_t>(y) * strip.stride + static_cast<size_t>(stripMargin + i * pitch);
-            columnKernel().prepareStill(row + i * plan.spacing, static_cast<size_t>(pieces.width),
-                                        strip.factors.data() + to, strip.norms.data() + to);
+        const Pixel* row = rowOf(group.still, group.stillY + y) + group.stillX;
+        for (int64_t i = 0; i < runs.count; ++i) {
+            const size_t to =
+                static_cast<size_t>(y) * strip.stride + static_cast<size_t>(stripMargin + i * shape.pitch);
+            prepare(row + i * group.spacing, static_cast<size_t>(runs.width), strip.factors.data() + to,
+                    strip.norms.data() + to);
         }
     }
 }
 
-void fillMovingStrip(MovingStrip& strip, const GroupPlan& plan, const Fractions& across, const Fractions& down) {
-    const int64_t width = (plan.count - 1) * computePitch(plan) + countReach(plan);
-    constexpr auto lanes = static_cast<int64_t>(MovingPixels::count);
-    strip.stride = (width + lanes - 1) / lanes * lanes;
+void layOutRows(MovingStrip& strip, const SearchPlan& plan) {
     strip.rows = 0;
-    for (size_t f = 0; f < fractionCount; ++f) {
-        if (!down[f]) continue;
-        const int64_t first = findFirstOffset(f, plan.topmost);
-        strip.zeroRow[f] = strip.rows - first;
-        strip.rows += std::max<int64_t>(findLastOffset(f, plan.bottommost) - first + 1, 0);
+    strip.zeroRow.assign(2 * static_cast<size_t>(plan.fractionsPerPixel), 0);
+    for (const FractionSpan& down : plan.down.fractions) {
+        strip.zeroRow[static_cast<size_t>(down.fraction + plan.fractionsPerPixel)] = strip.rows - down.firstOffset;
+        strip.rows += down.lastOffset - down.firstOffset + 1;
     }
-    for (size_t fx = 0; fx < fractionCount; ++fx) {
-        if (!across[fx]) continue;
-        std::vector<Pixel>& pixels = strip.pixels[fx];
-        std::vector<MovingPixels>& prepared = strip.prepared[fx];
-        pixels.resize(static_cast<size_t>(strip.rows * strip.stride));
-        prepared.resize(pixels.size() / MovingPixels::count);
-        for (size_t fy = 0; fy < fractionCount; ++fy) {
-            if (down[fy]) fillPixels(pixels, strip, plan, fx, fy);
-        }
-        for (int64_t row = 0; row < strip.rows; ++row) {
-            columnKernel().prepareMoving(pixels.data() + row * strip.stride, static_cast<size_t>(strip.stride),
-                                         prepared.data() + row, static_cast<size_t>(strip.rows));
-        }
+}
+
+void fillMovingStrip(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group, const StripShape& shape,
+                     int32_t fraction) {
+    constexpr auto lanes = static_cast<int64_t>(MovingPixels::count);
+    const int64_t width = (shape.count - 1) * shape.pitch + shape.reach;
+    strip.stride = (width + lanes - 1) / lanes * lanes;
+    strip.lower.resize(static_cast<size_t>(strip.stride));
+    strip.upper.resize(static_cast<size_t>(strip.stride));
+    strip.prepared.resize(static_cast<size_t>(strip.rows * strip.stride / lanes));
+    if (plan.fractionsPerPixel == 1) {
+        copyRows(strip, plan, group, shape);
+    } else {
+        mixRows(strip, plan, group, shape, fraction);
     }
 }

@@ -1,6 +1,10 @@
-#include "align/blocks/block_search.h"
-#include "align/blocks/row/quarter_samples.h"
-#include "align/blocks/single/block.h"
+#include <algorithm>
+
+#include "align/blocks/block_place.h"
+#include "align/blocks/block_samples.h"
+#include "align/blocks/single/single_block.h"
+#include "align/measure/difference.h"
+#include "align/measure/pair_cost.h"
 #include "align/sampling/row_sampling.h"
 
 namespace {
@@ -9,56 +13,66 @@ namespace {
 struct FractionalMatching {
     const Image& current;
     const Image& reference;
-    Block block;
+    BlockPlace place;
     bool facesReference;        // the whole block does
-    AxisSamples columns, rows;  // of the shift being tried
+    AxisSamples columns, rows;  // of the shift being tried, columns counted from the picture's edge
     Image pixels;               // the block as last sampled
 };
 
-// The next value of a running shift; beyond last when the step does not change it.
-double advance(double shift, double step, double last) {
-    return shift + step == shift ? last + 1.0 : shift + step;
+// Adds the estimated costs of a row of pairs to sum and returns whether it stays within the limit.
+bool staysWithin(double& sum, double sumLimit, const Pixel* a, const Pixel* b, int64_t count) {
+    // Between two looks at the sum: long enough for wide vectors, short beside the rows of large blocks.
+    constexpr int64_t pairsPerLook = 144;
+    const EstimateRow estimateRow = rowKernel().estimateRow;
+    for (int64_t i = 0; i < count; i += pairsPerLook) {
+        sum += estimateRow(a + i, b + i, static_cast<size_t>(std::min(pairsPerLook, count - i)));
+        if (sum > sumLimit) return false;
+    }
+    return true;
 }
 
 // Samples the block row by row, until it has lost when all of it faces the reference. The columns are sampled already.
 void takeShift(FractionalMatching& matching, BlockMatch& best, float ceiling, double dx, double dy) {
-    const Block& block = matching.block;
+    const BlockPlace& place = matching.place;
     const AxisSamples &columns = matching.columns, &rows = matching.rows;
-    sampleAxis(matching.rows, block.cornerY, block.size, static_cast<float>(dy));
-    const double largestSum = findLargestSum(block, best.score, ceiling);
+    sampleAxis(matching.rows, place.size, dy);
+    const double pairs = static_cast<double>(place.size) * static_cast<double>(place.size);
+    const double sumLimit = static_cast<double>(std::min(best.score, ceiling)) * estimateMargin * pairs;
     double sum = 0.0;
-    for (int64_t by = 0; by < block.size; ++by) {
+    for (int64_t by = 0; by < place.size; ++by) {
         const auto entry = static_cast<size_t>(by);
         Pixel* row = rowOf(matching.pixels, by);
         samplingKernel().sampleFractions(matching.current, columns.position.data(), columns.fraction.data(),
-                                         rows.position[entry], rows.fraction[entry], row, columns.position.size());
+                                         static_cast<int32_t>(place.currentY + rows.position[entry]),
+                                         rows.fraction[entry], row, columns.position.size());
         if (!matching.facesReference) continue;
-        const Pixel* facing = rowOf(matching.reference, block.facingY + by) + block.facingX;
-        if (!staysWithin(sum, largestSum, row, facing, block.size)) return;
+        const Pixel* facing = rowOf(matching.reference, place.referenceY + by) + place.referenceX;
+        if (!staysWithin(sum, sumLimit, row, facing, place.size)) return;
     }
-    const float score = measurePlacement(matching.pixels, matching.reference, -block.facingX, -block.facingY);
+    const float score = measurePlacement(matching.pixels, matching.reference, -place.referenceX, -place.referenceY);
     takeBetter(best, score, dx, dy);
 }
 
 void sampleColumns(FractionalMatching& matching, double dx) {
-    sampleAxis(matching.columns, matching.block.cornerX, matching.block.size, static_cast<float>(dx));
+    sampleAxis(matching.columns, matching.place.size, dx);
+    for (int32_t& position : matching.columns.position) {
+        position = static_cast<int32_t>(matching.place.currentX + position);
+    }
 }
 
 }  // namespace
 
 BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& current, const Image& reference, int64_t x,
                                     int64_t y, const BlockMatch& start) {
-    if (!hasShifts(search)) return noBlockMatch;
-    const Block block = makeBlock(search, current, reference, x, y);
-    if (block.size == 0) return matchEmptyBlock(search);
+    const BlockPlace place = placeBlock(search, current, reference, x, y);
     FractionalMatching matching = {
         .current = current,
         .reference = reference,
-        .block = block,
-        .facesReference = liesInside(reference, block.facingX, block.facingY, block.size, block.size),
+        .place = place,
+        .facesReference = liesInside(reference, place.referenceX, place.referenceY, place.size, place.size),
         .columns = {},
         .rows = {},
-        .pixels = makeUnfilledImage(block.size, block.size)};
+        .pixels = makeUnfilledImage(place.size, place.size)};
     BlockMatch reached = noBlockMatch;
     if (start.score < worstBlockScore) {
         sampleColumns(matching, static_cast<double>(start.x));
@@ -66,9 +80,9 @@ BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& curr
     }
     BlockMatch best = noBlockMatch;
     const double step = static_cast<double>(search.shiftStep);
-    for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advance(dx, step, search.shiftMaxX)) {
+    for (double dx = search.shiftMinX; dx <= search.shiftMaxX; dx = advanceFractional(dx, step, search.shiftMaxX)) {
         sampleColumns(matching, dx);
-        for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advance(dy, step, search.shiftMaxY)) {
+        for (double dy = search.shiftMinY; dy <= search.shiftMaxY; dy = advanceFractional(dy, step, search.shiftMaxY)) {
             takeShift(matching, best, reached.score, dx, dy);
         }
     }

@@ -1,0 +1,105 @@
+#include "align/blocks/row/group_bounds.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "align/blocks/row/column_bounds.h"
+#include "align/blocks/row/open_bounds.h"
+
+namespace {
+
+constexpr int64_t blockLimit = 16;         // more blocks share no more work, and their strips leave the nearest memory
+constexpr int64_t squaresLimit = 1 << 20;  // sums of squares of a group: four bytes each
+constexpr int64_t stripLimit = 1 << 19;    // pixels of the moving strip: eight bytes each
+
+void tabulateRows(GroupBounds& bounds, const SearchPlan& plan) {
+    const size_t places = plan.down.shifts.size();
+    bounds.movingRows.resize(static_cast<size_t>(plan.size) * places);
+    for (size_t s = 0; s < places; ++s) {
+        for (const AxisPiece& piece : {plan.down.shifts[s].before, plan.down.shifts[s].behind}) {
+            const int64_t zeroRow = bounds.moving.zeroRow[static_cast<size_t>(piece.fraction + plan.fractionsPerPixel)];
+            for (int64_t y = 0; y < piece.count; ++y) {
+                bounds.movingRows[static_cast<size_t>(piece.first + y) * places + bounds.downPlaces[s]] =
+                    static_cast<int32_t>(zeroRow + piece.index + y);
+            }
+        }
+    }
+}
+
+// The sums of squares down all columns of the still strip where one piece of a shift across applies.
+void sumColumns(GroupBounds& bounds, const SearchPlan& plan, const AxisPiece& piece) {
+    constexpr auto lanes = static_cast<int64_t>(MovingPixels::count);
+    const SumColumns sum = plan.exact ? columnKernel().sumColumns : openKernel().sumColumns;
+    const StripShape& shape = bounds.still.shape;
+    const int64_t width = (shape.count - 1) * shape.pitch + shape.pixels;
+    const int64_t way = piece.index - piece.first - shape.firstOffset;  // from still columns to moving ones
+    const int64_t end = std::min(way + width, bounds.moving.stride);
+    for (int64_t x = std::max<int64_t>(way, 0) / lanes * lanes; x < end; x += lanes) {
+        const auto at = static_cast<size_t>(x - way + stripMargin);
+        sum({.factors = bounds.still.factors.data() + at,
+             .norms = bounds.still.norms.data() + at,
+             .stride = bounds.still.stride,
+             .rows = static_cast<size_t>(plan.size),
+             .moving = bounds.moving.prepared.data() + x / lanes * bounds.moving.rows,
+             .movingRows = bounds.movingRows.data(),
+             .shifts = plan.down.shifts.size()},
+            bounds.columnSums.data() + at, bounds.still.stride);
+    }
+}
+
+void addPiece(GroupBounds& bounds, const SearchPlan& plan, size_t shiftAcross, const AxisPiece& piece) {
+    const size_t places = plan.down.shifts.size(), shifts = plan.across.shifts.size();
+    const StripShape& shape = bounds.still.shape;
+    sumColumns(bounds, plan, piece);
+    for (int64_t b = 0; b < shape.count; ++b) {
+        float* ofBlock = bounds.squares.data() + (static_cast<size_t>(b) * shifts + shiftAcross) * places;
+        const float* sums = bounds.columnSums.data() + stripMargin + b * shape.pitch + piece.first;
+        columnKernel().addRuns(sums, bounds.still.stride, static_cast<size_t>(piece.count), ofBlock, places);
+    }
+}
+
+}  // namespace
+
+void prepareBounds(GroupBounds& bounds, const SearchPlan& plan) {
+    layOutRows(bounds.moving, plan);
+    std::vector<size_t> order(plan.down.shifts.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    std::stable_sort(order.begin(), order.end(), [&plan](size_t a, size_t b) {
+        return plan.down.shifts[a].behind.fraction < plan.down.shifts[b].behind.fraction;
+    });
+    bounds.downPlaces.resize(order.size());
+    for (size_t place = 0; place < order.size(); ++place) bounds.downPlaces[order[place]] = place;
+    tabulateRows(bounds, plan);
+}
+
+int64_t countGroupBlocks(const SearchPlan& plan) {
+    const auto shifts = static_cast<int64_t>(plan.across.shifts.size() * plan.down.shifts.size());
+    return std::clamp<int64_t>(squaresLimit / shifts, 1, blockLimit);
+}
+
+bool fitsStrips(const GroupBounds& bounds, const SearchPlan& plan, int64_t spacing, int64_t count) {
+    return std::all_of(plan.across.fractions.begin(), plan.across.fractions.end(), [&](const FractionSpan& across) {
+        const StripShape shape = shapeStrips(across, spacing, count);
+        return bounds.moving.rows * ((count - 1) * shape.pitch + shape.reach) <= stripLimit;
+    });
+}
+
+void boundGroup(GroupBounds& bounds, const SearchPlan& plan, const BlockGroup& group) {
+    const std::vector<AxisShift>& across = plan.across.shifts;
+    const size_t places = plan.down.shifts.size();
+    bounds.squares.assign(static_cast<size_t>(group.count) * across.size() * places, 0.0f);
+    bounds.still.shape = {};
+    for (const FractionSpan& span : plan.across.fractions) {
+        const StripShape shape = shapeStrips(span, group.spacing, group.count);
+        if (shape != bounds.still.shape) {
+            fillStillStrip(bounds.still, plan, group, shape);
+            bounds.columnSums.resize(bounds.still.stride * places);
+        }
+        fillMovingStrip(bounds.moving, plan, group, shape, span.fraction);
+        for (size_t s = 0; s < across.size(); ++s) {
+            for (const AxisPiece& piece : {across[s].before, across[s].behind}) {
+                if (piece.count > 0 && piece.fraction == span.fraction) addPiece(bounds, plan, s, piece);
+            }
+        }
+    }
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "align/blocks/row/group_bounds.h"
+
+/// Memory that shifts are scored in, kept from block to block; empty at first.
+struct ScoringWork {
+    std::vector<int32_t> columns;         // of the moving picture, of one shift across
+    std::vector<Pixel> still, candidate;  // the pixels of a block, row after row
+};
+
+/// The matches of the blocks of a group, one a block: the shifts that their sums of squares leave are scored exactly,
+/// the likeliest one first.
+void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, const GroupBounds& bounds,
+                  BlockMatch* matches);
