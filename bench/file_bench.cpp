@@ -55,7 +55,7 @@ void benchAccumulation(const Image& frame) {
     compareTimes(
         "adding to the composite", [&] { plain::accumulateComposite(plainSums.data(), frame, frame); },
         [&] { accumulateComposite(frame); });
-    delete[] runState.compositeSum;
+    releaseComposite();
 }
 
 // Every source and the reference read once, every result and the four composite files written once.

@@ -24,7 +24,7 @@ TEST(AccumulateComposite, EqualsThePlainOne) {
         }
         EXPECT_EQ(std::memcmp(runState.compositeSum, expected.data(), expected.size() * sizeof(CompositeSum)), 0)
             << "round " << round << ", reference " << describe(runState.reference);
-        delete[] runState.compositeSum;
+        releaseComposite();
     }
 }
 
@@ -61,6 +61,7 @@ TEST(WriteComposite, ScalesTheSums) {
         Image written;
         testing::internal::CaptureStdout();
         writeComposite();
+        releaseComposite();
         ASSERT_EQ(readBmp(written, "compo.bmp"), bmpLoaded) << trial;
         testing::internal::GetCapturedStdout();
         EXPECT_EQ(keep(written).pixels->blue, mean) << trial;

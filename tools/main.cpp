@@ -12,6 +12,9 @@ int main(int argumentCount, char** arguments) {
     addPrepare(program, status);
     addExport(program, status);
     addReport(program, status);
+    addPart(program, status);
+    addMerge(program, status);
+    addRun(program, status);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -9,3 +9,6 @@ class App;
 void addPrepare(CLI::App& program, int& status);
 void addExport(CLI::App& program, int& status);
 void addReport(CLI::App& program, int& status);
+void addPart(CLI::App& program, int& status);
+void addMerge(CLI::App& program, int& status);
+void addRun(CLI::App& program, int& status);

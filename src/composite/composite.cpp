@@ -55,10 +55,14 @@ void accumulateComposite(const Image& aligned) {
     }
 }
 
+std::string compositeBaseName() {
+    const std::string name = runState.compositeName;
+    return name.substr(0, name.find('.'));
+}
+
 void writeComposite() {
     std::printf("Sauvegarde de l'image compositee : %s\n", runState.compositeName);
-    std::string base = runState.compositeName;
-    base.resize(std::min(base.find('.'), base.size()));  // the first one, in a folder's name too
+    const std::string base = compositeBaseName();
     const ChannelSums channels = {.sums = runState.compositeSum,
                                   .width = runState.reference.width,
                                   .height = runState.reference.height,
@@ -67,9 +71,12 @@ void writeComposite() {
     whole &= writeFitsChannel(channels, (base + "V.fit").c_str(), fitsGreen);
     whole &= writeFitsChannel(channels, (base + "B.fit").c_str(), fitsBlue);
     runState.composite = makeMeanImage();
-    delete[] runState.compositeSum;
-    runState.compositeSum = nullptr;
     whole &= writeBmp(runState.composite, (base + ".bmp").c_str());
     releaseImage(runState.composite);
     if (!whole) runState.outputFailed = 1;
+}
+
+void releaseComposite() {
+    delete[] runState.compositeSum;
+    runState.compositeSum = nullptr;
 }

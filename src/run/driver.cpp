@@ -61,10 +61,12 @@ int runBatch(int argumentCount, char** arguments) {
     openShiftList();
     for (int32_t entry = 1; entry <= runState.imageCount; ++entry) processImage(entry);
     closeShiftList();
-    if (runState.compositeName != nullptr) writeComposite();
+    if (runState.compositeName != nullptr) {
+        writeComposite();
+        releaseComposite();
+    }
     releaseRunState();
-    std::printf("\nTemps pour l'ensemble du calcul: %u secondes\n", readProcessorSeconds() - start);
-    std::printf("Fin de l'execution de Quillorne\n");
+    printEnd(start);
     if (runState.noWaitAtEnd == 0) {
         std::printf("Appuyez sur entree pour quitter\n");
         std::fflush(stdout);

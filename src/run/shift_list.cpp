@@ -10,6 +10,11 @@ namespace {
 
 constexpr char shiftListName[] = "shift.lst";
 
+// A range of one shift is none: the image has no line.
+bool isListed(const GlobalMatch& match) {
+    return match.range.minX != match.range.maxX || match.range.minY != match.range.maxY;
+}
+
 }  // namespace
 
 void openShiftList() {
@@ -22,12 +27,12 @@ void openShiftList() {
 
 bool liesOnLimit(const GlobalMatch& match) {
     const ShiftRange& range = match.range;
-    return match.pose.shiftX == range.minX || match.pose.shiftX == range.maxX || match.pose.shiftY == range.minY ||
-           match.pose.shiftY == range.maxY;
+    return isListed(match) && (match.pose.shiftX == range.minX || match.pose.shiftX == range.maxX ||
+                               match.pose.shiftY == range.minY || match.pose.shiftY == range.maxY);
 }
 
 void appendToShiftList(const GlobalMatch& match) {
-    if (match.range.minX == match.range.maxX && match.range.minY == match.range.maxY) return;
+    if (!isListed(match)) return;
     std::fprintf(runState.shiftList, "%i %i ", match.pose.shiftX, match.pose.shiftY);
     if (liesOnLimit(match)) {
         std::printf(

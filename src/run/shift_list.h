@@ -7,7 +7,7 @@
 /// Creates the file in the working directory, empty, and leaves it open in the run state. Ends the run when it cannot.
 void openShiftList();
 
-/// Whether the best shift lies on a bound of where it was searched: a better one may lie beyond.
+/// Whether the best shift lies on a bound of the range where it was searched: a better one may lie beyond.
 [[nodiscard]] bool liesOnLimit(const GlobalMatch& match);
 
 /// Appends an image's line: the shift, and the mark "Non optimal" of one on the limit, which is also said on the

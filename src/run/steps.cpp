@@ -99,3 +99,8 @@ void releaseRunState() {
         delete[] runState.resultNames[entry];
     }
 }
+
+void printEnd(uint32_t start) {
+    std::printf("\nTemps pour l'ensemble du calcul: %u secondes\n", readProcessorSeconds() - start);
+    std::printf("Fin de l'execution de Quillorne\n");
+}

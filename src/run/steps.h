@@ -33,3 +33,6 @@ ImageOutcome processImage(int32_t entry);
 
 /// Releases the images and names that the run state owns.
 void releaseRunState();
+
+/// The closing lines; start is the processor time at which the run began.
+void printEnd(uint32_t start);

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "parts/run_process.h"
+#include "parts/run_report.h"
 
 /// How a script is run on this machine. Paths may be relative to folder.
 struct RunOptions {
@@ -14,22 +16,8 @@ struct RunOptions {
     double secondsToSave = 30;  // of work that a kill may cost; 0: every image is saved
 };
 
-/// What became of the images. The names are those of the sources as the script says them, in its order.
-struct RunSummary {
-    int images = 0;    // of the script
-    int finished = 0;  // images that were processed
-    std::vector<std::string> notOpened, notWritten, onLimit;
-    bool compositeFailed = false;  // the composite, the shift list or the exact sums could not be written whole
-    std::string log;               // where the console is
-};
-
-constexpr int statusFatal = 134;  // as a shell shows the abort by which quillorne itself ends at a fatal error
-
 /// Runs a script on all cores, with the results of `quillorne SCRIPT` to the byte, and NAME.sums.fit beside them, the
 /// exact sums of a composite NAME. May be called again and again: the run itself is in processes of its own. Returns 0
 /// when every image was used, 1 when it finished but an image was not opened, not written or on the limit, 2 when it
 /// did not run, statusFatal after a fatal error of the run, 128 and the signal's number when it was stopped by one.
 int runScript(const RunOptions& options, RunSummary& summary);
-
-/// Says on standard output what became of the images.
-void printRunSummary(const RunSummary& summary);

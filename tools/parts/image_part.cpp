@@ -1,0 +1,192 @@
+#include "parts/image_part.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "base/format_text.h"
+#include "base/messages.h"
+#include "parts/file_digest.h"
+#include "parts/fits_handle.h"
+#include "parts/part_seal.h"
+#include "parts/part_table.h"
+#include "state/run_state.h"
+
+namespace {
+
+constexpr long planeCount = 4;
+constexpr std::array<const char*, planeCount> planeNames = {"RED", "GREEN", "BLUE", "COVERAGE"};
+constexpr int64_t pixelsPerStep = 1 << 16;
+
+// The counter of a record that a plane holds.
+uint32_t CompositeSum::*counterOf(long plane) {
+    constexpr std::array counters = {&CompositeSum::sumRed, &CompositeSum::sumGreen, &CompositeSum::sumBlue,
+                                     &CompositeSum::fullCount};
+    return counters[static_cast<size_t>(plane)];
+}
+
+// Walks through the cube in the file's order, some rows of a plane at a time.
+struct RowGroup {
+    long plane;
+    int64_t firstRow, rows;  // rows of the file: the bottom row of the picture first
+    LONGLONG firstElement;   // of the cube, from 1
+};
+
+std::vector<RowGroup> listRowGroups(const RunIdentity& identity) {
+    std::vector<RowGroup> groups;
+    const int64_t width = identity.width, height = identity.height;
+    const int64_t rowsPerStep = std::max<int64_t>(pixelsPerStep / std::max<int64_t>(width, 1), 1);
+    for (long plane = 0; plane < planeCount && width > 0; ++plane) {
+        for (int64_t row = 0; row < height; row += rowsPerStep) {
+            groups.push_back({plane, row, std::min(rowsPerStep, height - row), (plane * height + row) * width + 1});
+        }
+    }
+    return groups;
+}
+
+void writeCube(fitsfile* file, const RunIdentity& identity, const CompositeSum* sums, int& status) {
+    std::vector<int32_t> values;
+    for (const RowGroup& group : listRowGroups(identity)) {
+        const auto counter = counterOf(group.plane);
+        values.clear();
+        for (int64_t row = group.firstRow; row < group.firstRow + group.rows; ++row) {
+            const CompositeSum* records = sums + (identity.height - 1 - row) * identity.width;
+            for (int64_t x = 0; x < identity.width; ++x) values.push_back(static_cast<int32_t>(records[x].*counter));
+        }
+        fits_write_img(file, TINT, group.firstElement, static_cast<LONGLONG>(values.size()), values.data(), &status);
+    }
+}
+
+void writeText(fitsfile* file, const char* keyword, const std::string& text, const char* comment, int& status) {
+    fits_write_key(file, TSTRING, keyword, const_cast<char*>(text.c_str()), comment, &status);
+}
+
+void writeHeader(fitsfile* file, const RunIdentity& identity, int32_t summed, const CompositeSum* sums, int& status) {
+    std::array<long, 3> sizes = {identity.width, identity.height, planeCount};
+    fits_create_img(file, LONG_IMG, sums == nullptr ? 0 : 3, sizes.data(), &status);
+    auto images = identity.images;
+    fits_write_key(file, TINT, "NIMAGES", &images, "images of the script", &status);
+    fits_write_key(file, TINT, "NSUMMED", &summed, "images in the sums", &status);
+    writeText(file, "SCRIPT", identity.script, "digest of the script", status);
+    writeText(file, "REFERENC", identity.reference, "digest of the reference", status);
+    for (size_t plane = 0; sums != nullptr && plane < planeNames.size(); ++plane) {
+        writeText(file, ("PLANE" + std::to_string(plane + 1)).c_str(), planeNames[plane], "", status);
+    }
+}
+
+// Fills the file under a name of its own, then gives it the right one.
+std::string writeWhole(const std::string& path, const RunIdentity& identity, const std::vector<ImageRecord>* records,
+                       int32_t summed, const CompositeSum* sums) {
+    const std::string temporary = path + ".part";
+    unlink(temporary.c_str());
+    fitsfile* created = nullptr;
+    int status = 0;
+    fits_create_diskfile(&created, temporary.c_str(), &status);
+    if (status == 0) {
+        writeHeader(created, identity, summed, sums, status);
+        if (sums != nullptr) writeCube(created, identity, sums, status);
+        fits_write_chksum(created, &status);
+        if (records != nullptr) writeRecords(created, *records, status);
+        int closing = 0;
+        fits_close_file(created, &closing);
+        if (status == 0) status = closing;
+    }
+    if (status == 0 && (!sealFile(temporary) || std::rename(temporary.c_str(), path.c_str()) != 0)) {
+        status = WRITE_ERROR;
+    }
+    if (status == 0) return {};
+    unlink(temporary.c_str());
+    return formatText(tr("%s cannot be written (%s); is the disk full?"), path.c_str(),
+                      describeFitsStatus(status).c_str());
+}
+
+std::string readText(fitsfile* file, const char* keyword) {
+    char text[FLEN_VALUE] = "";
+    int status = 0;
+    fits_read_key(file, TSTRING, keyword, text, nullptr, &status);
+    return status == 0 ? text : "";
+}
+
+FitsHandle openPart(const std::string& path) {
+    fitsfile* opened = nullptr;
+    int status = 0;
+    fits_open_diskfile(&opened, path.c_str(), READONLY, &status);
+    return FitsHandle(status == 0 ? opened : nullptr);
+}
+
+// The seal holds, so that what differs was another run, not damage.
+std::string compareIdentity(fitsfile* file, const std::string& path, const RunIdentity& identity) {
+    if (readText(file, "SCRIPT") != identity.script) {
+        return formatText(tr("%s is a part of another script, or of this one before it was changed."), path.c_str());
+    }
+    if (readText(file, "REFERENC") != identity.reference) {
+        return formatText(tr("%s was made with another reference picture."), path.c_str());
+    }
+    std::array<long, 3> sizes{};
+    int axes = 0, bits = 0, status = 0;
+    fits_get_img_param(file, 3, &bits, &axes, sizes.data(), &status);
+    const bool hasSums = runState.compositeName != nullptr;
+    const bool fits = hasSums ? axes == 3 && bits == LONG_IMG && sizes[0] == identity.width &&
+                                    sizes[1] == identity.height && sizes[2] == planeCount
+                              : axes == 0;
+    if (status == 0 && fits) return {};
+    return formatText(tr("%s holds sums of another size than the reference."), path.c_str());
+}
+
+std::string describeDamage(const std::string& path) {
+    return formatText(tr("%s is damaged or not a whole part; process its images again."), path.c_str());
+}
+
+}  // namespace
+
+RunIdentity identifyRun() {
+    const bool hasSums = runState.compositeName != nullptr;
+    return {.script = digestFile(runState.scriptPath),
+            .reference = digestFile(runState.referenceName),
+            .images = runState.imageCount,
+            .width = hasSums ? runState.reference.width : 0,
+            .height = hasSums ? runState.reference.height : 0};
+}
+
+std::string writePart(const std::string& path, const RunIdentity& identity, const std::vector<ImageRecord>& records,
+                      const CompositeSum* sums) {
+    const auto summed = std::count_if(records.begin(), records.end(), [](const auto& r) { return r.facts.opened; });
+    return writeWhole(path, identity, &records, static_cast<int32_t>(summed), sums);
+}
+
+std::string writeSums(const std::string& path, const RunIdentity& identity, int32_t summed, const CompositeSum* sums) {
+    return writeWhole(path, identity, nullptr, summed, sums);
+}
+
+std::string readPartRecords(const std::string& path, const RunIdentity& identity, std::vector<ImageRecord>& records) {
+    if (access(path.c_str(), R_OK) != 0) return formatText(tr("%s cannot be opened."), path.c_str());
+    if (!isSealed(path)) return describeDamage(path);
+    const FitsHandle file = openPart(path);
+    if (file == nullptr) return describeDamage(path);
+    std::string problem = compareIdentity(file.get(), path, identity);
+    if (problem.empty() && !readRecords(file.get(), identity.images, records)) problem = describeDamage(path);
+    return problem;
+}
+
+std::string addPartSums(const std::string& path, const RunIdentity& identity, size_t imageCount, CompositeSum* sums) {
+    const FitsHandle file = openPart(path);
+    int status = file == nullptr ? FILE_NOT_OPENED : 0;
+    const int32_t largest = static_cast<int32_t>(imageCount) * 255;  // of at most 29999 images: 23 bits
+    std::vector<int32_t> values;
+    for (const RowGroup& group : listRowGroups(identity)) {
+        const auto counter = counterOf(group.plane);
+        values.resize(static_cast<size_t>(group.rows * identity.width));
+        fits_read_img(file.get(), TINT, group.firstElement, static_cast<LONGLONG>(values.size()), nullptr,
+                      values.data(), nullptr, &status);
+        const auto outside = [largest](int32_t value) { return value < 0 || value > largest; };
+        if (status != 0 || std::any_of(values.begin(), values.end(), outside)) return describeDamage(path);
+        const int32_t* value = values.data();
+        for (int64_t row = group.firstRow; row < group.firstRow + group.rows; ++row) {
+            CompositeSum* records = sums + (identity.height - 1 - row) * identity.width;
+            for (int64_t x = 0; x < identity.width; ++x) records[x].*counter += static_cast<uint32_t>(*value++);
+        }
+    }
+    return status == 0 ? std::string() : describeDamage(path);
+}
