@@ -40,8 +40,8 @@ void closeRun(uint32_t start, const RunIdentity& identity, const std::vector<Ima
         if (!problem.empty()) runState.outputFailed = 1;
     }
     printEnd(start);
-    reportImages(records, report);
     if (runState.outputFailed != 0) reportLine(report, reportCompositeFailed, "");
+    reportImages(records, report);
 }
 
 void reportImages(const std::vector<ImageRecord>& records, std::FILE* report) {
@@ -54,4 +54,5 @@ void reportImages(const std::vector<ImageRecord>& records, std::FILE* report) {
         if (facts.opened && !facts.written) reportLine(report, reportNotWritten, name);
         if (facts.onLimit) reportLine(report, reportOnLimit, name);
     }
+    reportLine(report, reportEnd, "");
 }

@@ -37,11 +37,12 @@ void readReport(const std::string& report, RunSummary& summary) {
         if (line[0] == reportNotWritten) summary.notWritten.push_back(text);
         if (line[0] == reportOnLimit) summary.onLimit.push_back(text);
         if (line[0] == reportCompositeFailed) summary.compositeFailed = true;
+        if (line[0] == reportEnd) summary.isWhole = true;
     }
 }
 
 int judgeRun(const RunSummary& summary) {
-    const bool allUsed = summary.finished == summary.images && summary.notOpened.empty() &&
+    const bool allUsed = summary.finished == summary.images && summary.isWhole && summary.notOpened.empty() &&
                          summary.notWritten.empty() && summary.onLimit.empty() && !summary.compositeFailed;
     return allUsed ? 0 : 1;
 }
@@ -56,6 +57,7 @@ void printRunSummary(const RunSummary& summary) {
     if (summary.compositeFailed) {
         std::printf("%s\n", tr("The composite or the shift list could not be written whole."));
     }
+    if (!summary.isWhole) std::printf("%s\n", tr("Memory was too short to keep account: look at the results."));
     if (summary.log.empty()) return;
     std::printf(tr("All that the program said is in %s."), summary.log.c_str());
     std::printf("\n");

@@ -7,7 +7,7 @@
 // What a run tells the process that started it: lines of a letter and a text.
 
 constexpr char reportImageCount = 'i', reportFinishedCount = 'f', reportNotOpened = 'o', reportNotWritten = 'w',
-               reportOnLimit = 'l', reportCompositeFailed = 'c';
+               reportOnLimit = 'l', reportCompositeFailed = 'c', reportEnd = 'e';
 
 /// What became of the images. The names are those of the sources as the script says them, in its order.
 struct RunSummary {
@@ -15,6 +15,7 @@ struct RunSummary {
     int finished = 0;  // images that were processed
     std::vector<std::string> notOpened, notWritten, onLimit;
     bool compositeFailed = false;  // the composite, the shift list or the exact sums could not be written whole
+    bool isWhole = false;          // all of this could be told: memory was not too short
     std::string log;               // where the console is
 };
 
