@@ -16,46 +16,49 @@
 
 namespace {
 
-constexpr long planeCount = 4;
+constexpr size_t planeCount = 4;
 constexpr std::array<const char*, planeCount> planeNames = {"RED", "GREEN", "BLUE", "COVERAGE"};
 constexpr int64_t pixelsPerStep = 1 << 16;
 
 // The counter of a record that a plane holds.
-uint32_t CompositeSum::*counterOf(long plane) {
-    constexpr std::array counters = {&CompositeSum::sumRed, &CompositeSum::sumGreen, &CompositeSum::sumBlue,
-                                     &CompositeSum::fullCount};
-    return counters[static_cast<size_t>(plane)];
-}
+constexpr std::array<uint32_t CompositeSum::*, planeCount> counters = {
+    &CompositeSum::sumRed, &CompositeSum::sumGreen, &CompositeSum::sumBlue, &CompositeSum::fullCount};
 
-// Walks through the cube in the file's order, some rows of a plane at a time.
+// Some rows of each plane of the cube, in the file's order: the bottom row of the picture first.
 struct RowGroup {
-    long plane;
-    int64_t firstRow, rows;  // rows of the file: the bottom row of the picture first
-    LONGLONG firstElement;   // of the cube, from 1
+    int64_t first, rows;
+    std::array<std::vector<int32_t>, planeCount> planes;
 };
 
-std::vector<RowGroup> listRowGroups(const RunIdentity& identity) {
-    std::vector<RowGroup> groups;
-    const int64_t width = identity.width, height = identity.height;
-    const int64_t rowsPerStep = std::max<int64_t>(pixelsPerStep / std::max<int64_t>(width, 1), 1);
-    for (long plane = 0; plane < planeCount && width > 0; ++plane) {
-        for (int64_t row = 0; row < height; row += rowsPerStep) {
-            groups.push_back({plane, row, std::min(rowsPerStep, height - row), (plane * height + row) * width + 1});
-        }
-    }
-    return groups;
+// The next group behind this one; false behind the last. Its planes have room for their values.
+bool advance(RowGroup& group, const RunIdentity& identity) {
+    group.first += group.rows;
+    group.rows =
+        std::min(std::max<int64_t>(pixelsPerStep / std::max(identity.width, 1), 1), identity.height - group.first);
+    for (auto& plane : group.planes)
+        plane.resize(static_cast<size_t>(std::max<int64_t>(group.rows, 0) * identity.width));
+    return group.rows > 0 && identity.width > 0;
+}
+
+// Where a group's rows of a plane begin in the cube; elements count from 1.
+LONGLONG firstElement(const RowGroup& group, size_t plane, const RunIdentity& identity) {
+    return (static_cast<LONGLONG>(plane) * identity.height + group.first) * identity.width + 1;
 }
 
 void writeCube(fitsfile* file, const RunIdentity& identity, const CompositeSum* sums, int& status) {
-    std::vector<int32_t> values;
-    for (const RowGroup& group : listRowGroups(identity)) {
-        const auto counter = counterOf(group.plane);
-        values.clear();
-        for (int64_t row = group.firstRow; row < group.firstRow + group.rows; ++row) {
+    for (RowGroup group{}; advance(group, identity);) {
+        size_t i = 0;
+        for (int64_t row = group.first; row < group.first + group.rows; ++row) {
             const CompositeSum* records = sums + (identity.height - 1 - row) * identity.width;
-            for (int64_t x = 0; x < identity.width; ++x) values.push_back(static_cast<int32_t>(records[x].*counter));
+            for (int64_t x = 0; x < identity.width; ++x, ++i) {
+                for (size_t p = 0; p < planeCount; ++p)
+                    group.planes[p][i] = static_cast<int32_t>(records[x].*counters[p]);
+            }
         }
-        fits_write_img(file, TINT, group.firstElement, static_cast<LONGLONG>(values.size()), values.data(), &status);
+        for (size_t p = 0; p < planeCount; ++p) {
+            fits_write_img(file, TINT, firstElement(group, p, identity), static_cast<LONGLONG>(i),
+                           group.planes[p].data(), &status);
+        }
     }
 }
 
@@ -64,7 +67,7 @@ void writeText(fitsfile* file, const char* keyword, const std::string& text, con
 }
 
 void writeHeader(fitsfile* file, const RunIdentity& identity, int32_t summed, const CompositeSum* sums, int& status) {
-    std::array<long, 3> sizes = {identity.width, identity.height, planeCount};
+    std::array<long, 3> sizes = {identity.width, identity.height, long{planeCount}};
     fits_create_img(file, LONG_IMG, sums == nullptr ? 0 : 3, sizes.data(), &status);
     auto images = identity.images;
     fits_write_key(file, TINT, "NIMAGES", &images, "images of the script", &status);
@@ -76,30 +79,30 @@ void writeHeader(fitsfile* file, const RunIdentity& identity, int32_t summed, co
     }
 }
 
-// Fills the file under a name of its own, then gives it the right one.
-std::string writeWhole(const std::string& path, const RunIdentity& identity, const std::vector<ImageRecord>* records,
-                       int32_t summed, const CompositeSum* sums) {
-    const std::string temporary = path + ".part";
-    unlink(temporary.c_str());
-    fitsfile* created = nullptr;
-    int status = 0;
-    fits_create_diskfile(&created, temporary.c_str(), &status);
-    if (status == 0) {
-        writeHeader(created, identity, summed, sums, status);
-        if (sums != nullptr) writeCube(created, identity, sums, status);
-        fits_write_chksum(created, &status);
-        if (records != nullptr) writeRecords(created, *records, status);
-        int closing = 0;
-        fits_close_file(created, &closing);
-        if (status == 0) status = closing;
-    }
-    if (status == 0 && (!sealFile(temporary) || std::rename(temporary.c_str(), path.c_str()) != 0)) {
-        status = WRITE_ERROR;
-    }
+// Gives the file that was filled under another name its own, or removes it.
+std::string finishFile(const std::string& temporary, const std::string& path, int status) {
+    if (status == 0 && std::rename(temporary.c_str(), path.c_str()) != 0) status = WRITE_ERROR;
     if (status == 0) return {};
     unlink(temporary.c_str());
     return formatText(tr("%s cannot be written (%s); is the disk full?"), path.c_str(),
                       describeFitsStatus(status).c_str());
+}
+
+FitsHandle createFile(const std::string& path, const RunIdentity& identity, int32_t summed, const CompositeSum* sums,
+                      int& status) {
+    unlink(path.c_str());
+    fitsfile* created = nullptr;
+    fits_create_diskfile(&created, path.c_str(), &status);
+    if (status != 0) return nullptr;
+    writeHeader(created, identity, summed, sums, status);
+    if (sums != nullptr) writeCube(created, identity, sums, status);
+    return FitsHandle(created);
+}
+
+void closeFile(FitsHandle& file, int& status) {
+    int closing = 0;
+    if (file != nullptr) fits_close_file(file.release(), &closing);  // the last bytes may fail as late as here
+    if (status == 0) status = closing;
 }
 
 std::string readText(fitsfile* file, const char* keyword) {
@@ -129,7 +132,7 @@ std::string compareIdentity(fitsfile* file, const std::string& path, const RunId
     fits_get_img_param(file, 3, &bits, &axes, sizes.data(), &status);
     const bool hasSums = runState.compositeName != nullptr;
     const bool fits = hasSums ? axes == 3 && bits == LONG_IMG && sizes[0] == identity.width &&
-                                    sizes[1] == identity.height && sizes[2] == planeCount
+                                    sizes[1] == identity.height && sizes[2] == long{planeCount}
                               : axes == 0;
     if (status == 0 && fits) return {};
     return formatText(tr("%s holds sums of another size than the reference."), path.c_str());
@@ -153,11 +156,24 @@ RunIdentity identifyRun() {
 std::string writePart(const std::string& path, const RunIdentity& identity, const std::vector<ImageRecord>& records,
                       const CompositeSum* sums) {
     const auto summed = std::count_if(records.begin(), records.end(), [](const auto& r) { return r.facts.opened; });
-    return writeWhole(path, identity, &records, static_cast<int32_t>(summed), sums);
+    const std::string temporary = path + ".part";
+    int status = 0;
+    FitsHandle file = createFile(temporary, identity, static_cast<int32_t>(summed), sums, status);
+    if (file != nullptr) {
+        fits_write_chksum(file.get(), &status);
+        writeRecords(file.get(), records, status);
+    }
+    closeFile(file, status);
+    if (status == 0 && !sealFile(temporary)) status = WRITE_ERROR;
+    return finishFile(temporary, path, status);
 }
 
 std::string writeSums(const std::string& path, const RunIdentity& identity, int32_t summed, const CompositeSum* sums) {
-    return writeWhole(path, identity, nullptr, summed, sums);
+    const std::string temporary = path + ".part";
+    int status = 0;
+    FitsHandle file = createFile(temporary, identity, summed, sums, status);
+    closeFile(file, status);
+    return finishFile(temporary, path, status);
 }
 
 std::string readPartRecords(const std::string& path, const RunIdentity& identity, std::vector<ImageRecord>& records) {
@@ -174,18 +190,21 @@ std::string addPartSums(const std::string& path, const RunIdentity& identity, si
     const FitsHandle file = openPart(path);
     int status = file == nullptr ? FILE_NOT_OPENED : 0;
     const int32_t largest = static_cast<int32_t>(imageCount) * 255;  // of at most 29999 images: 23 bits
-    std::vector<int32_t> values;
-    for (const RowGroup& group : listRowGroups(identity)) {
-        const auto counter = counterOf(group.plane);
-        values.resize(static_cast<size_t>(group.rows * identity.width));
-        fits_read_img(file.get(), TINT, group.firstElement, static_cast<LONGLONG>(values.size()), nullptr,
-                      values.data(), nullptr, &status);
-        const auto outside = [largest](int32_t value) { return value < 0 || value > largest; };
-        if (status != 0 || std::any_of(values.begin(), values.end(), outside)) return describeDamage(path);
-        const int32_t* value = values.data();
-        for (int64_t row = group.firstRow; row < group.firstRow + group.rows; ++row) {
+    for (RowGroup group{}; status == 0 && advance(group, identity);) {
+        for (size_t p = 0; p < planeCount; ++p) {
+            std::vector<int32_t>& values = group.planes[p];
+            fits_read_img(file.get(), TINT, firstElement(group, p, identity), static_cast<LONGLONG>(values.size()),
+                          nullptr, values.data(), nullptr, &status);
+            const auto outside = [largest](int32_t value) { return value < 0 || value > largest; };
+            if (status != 0 || std::any_of(values.begin(), values.end(), outside)) return describeDamage(path);
+        }
+        size_t i = 0;
+        for (int64_t row = group.first; row < group.first + group.rows; ++row) {
             CompositeSum* records = sums + (identity.height - 1 - row) * identity.width;
-            for (int64_t x = 0; x < identity.width; ++x) records[x].*counter += static_cast<uint32_t>(*value++);
+            for (int64_t x = 0; x < identity.width; ++x, ++i) {
+                for (size_t p = 0; p < planeCount; ++p)
+                    records[x].*counters[p] += static_cast<uint32_t>(group.planes[p][i]);
+            }
         }
     }
     return status == 0 ? std::string() : describeDamage(path);
