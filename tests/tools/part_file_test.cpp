@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
-#include <filesystem>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -61,10 +61,6 @@ std::string makePath(const char* file) {
     return testing::TempDir() + file;
 }
 
-bool operator==(const CompositeSum& a, const CompositeSum& b) {
-    return a.sumBlue == b.sumBlue && a.sumGreen == b.sumGreen && a.sumRed == b.sumRed && a.fullCount == b.fullCount;
-}
-
 TEST(PartFile, GivesBackWhatWasWritten) {
     for (const bool hasComposite : {true, false}) {
         const RunIdentity identity = prepareRun(hasComposite);
@@ -87,7 +83,7 @@ TEST(PartFile, GivesBackWhatWasWritten) {
         if (!hasComposite) continue;
         auto total = makeSums(2);
         ASSERT_EQ(addPartSums(path, identity, read.size(), total.data()), "");
-        EXPECT_TRUE(total == makeSums(5));
+        EXPECT_EQ(std::memcmp(total.data(), makeSums(5).data(), total.size() * sizeof(CompositeSum)), 0);
     }
 }
 
@@ -138,7 +134,7 @@ TEST(PartFile, SurvivesForgedBytes) {
     good.resize(good.size() - 2880);  // without the seal
     std::mt19937 random(7);
     int accepted = 0;
-    for (int round = 0; round < 1500; ++round) {
+    for (int round = 0; round < 300; ++round) {
         std::string bytes = good;
         for (unsigned flips = 1 + random() % 4; flips > 0; --flips) {
             bytes[random() % bytes.size()] = static_cast<char>(round % 2 == 0 ? random() : '0' + random() % 10);
