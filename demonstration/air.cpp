@@ -35,7 +35,8 @@ cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, cv::Size pixel
     cv::Mat places[2] = {cv::Mat(points, CV_32FC1), cv::Mat(points, CV_32FC1)};
     for (int row = 0; row < points.height; ++row) {
         for (int column = 0; column < points.width; ++column) {
-            const double x = (column + 0.5) / sceneFineness - 0.5 + static_cast<double>(moved[0].at<float>(row, column));
+            const double x =
+                (column + 0.5) / sceneFineness - 0.5 + static_cast<double>(moved[0].at<float>(row, column));
             const double y = (row + 0.5) / sceneFineness - 0.5 + static_cast<double>(moved[1].at<float>(row, column));
             const double u = x - exposure.middle.x, v = y - exposure.middle.y;
             places[0].at<float>(row, column) =

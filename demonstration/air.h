@@ -6,10 +6,10 @@
 
 /// What lies between the sky and the camera while one frame is taken.
 struct Exposure {
-    cv::Point2d middle;                   // where the middle of the scene lies in the frame, pixels
-    double angle = 0.0;                   // degrees, clockwise, about that point
-    double seeing = 0.0, scale = 50.0;    // rms displacement on each axis; where its correlation has fallen to 1/e
-    double blur = 0.0;                    // sigma, pixels
+    cv::Point2d middle;                 // where the middle of the scene lies in the frame, pixels
+    double angle = 0.0;                 // degrees, clockwise, about that point
+    double seeing = 0.0, scale = 50.0;  // rms displacement on each axis; where its correlation has fallen to 1/e
+    double blur = 0.0;                  // sigma, pixels
 };
 
 /// The light that reaches the camera in a frame of that size: three planes of floats, one point a pixel. random gives

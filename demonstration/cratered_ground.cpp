@@ -56,8 +56,7 @@ cv::Mat makeCrateredGround(cv::Size points, double pointsPerPixel, uint32_t seed
     cv::Mat ground(points, CV_32FC1, cv::Scalar(0.0));
     for (int row = 0; row < points.height; ++row) {
         for (int column = 1; column < points.width; ++column) {
-            const double slope =
-                (heights.at<float>(row, column) - heights.at<float>(row, column - 1)) * pointsPerPixel;
+            const double slope = (heights.at<float>(row, column) - heights.at<float>(row, column - 1)) * pointsPerPixel;
             const double albedo = 118.0 + 22.0 * sampleNoiseField(seed + 9, column / (70.0 * pointsPerPixel),
                                                                   row / (70.0 * pointsPerPixel));
             const double light = albedo * (1.0 + 1.1 * slope / std::sqrt(1.0 + slope * slope));

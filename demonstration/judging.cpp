@@ -30,6 +30,7 @@ cv::Mat readFits(const std::string& path) {
         planes.push_back(upright);
     }
     fits_close_file(file, &status);
+    if (planes.size() >= 3) std::swap(planes[0], planes[2]);
     cv::Mat picture;
     if (status == 0) cv::merge(planes, picture);
     return picture;
@@ -116,7 +117,8 @@ Judgement judgePicture(const cv::Mat& scene, const cv::Mat& picture, int margin)
     for (double step = 4.0; step > 0.02; step /= 2.0) {
         for (bool moved = true; moved;) {
             moved = false;
-            for (const cv::Point2d& way : {cv::Point2d(1, 0), cv::Point2d(-1, 0), cv::Point2d(0, 1), cv::Point2d(0, -1)}) {
+            for (const cv::Point2d& way :
+                 {cv::Point2d(1, 0), cv::Point2d(-1, 0), cv::Point2d(0, 1), cv::Point2d(0, -1)}) {
                 const Judgement other = judgeAt(scene, channels, margin, cv::Point2d(best.x, best.y) + step * way);
                 if (other.difference < best.difference && other.pixels > 0) {
                     best = other;

@@ -4,7 +4,8 @@
 #include <string>
 
 /// Reads a picture as floats, top row first, an empty one when that cannot be done: a BMP file, a FITS file of several
-/// planes (in the file's order), or NAMER.fit with NAMEV.fit and NAMEB.fit beside it (as blue, green, red).
+/// planes (red, green, blue), or NAMER.fit with NAMEV.fit and NAMEB.fit beside it beside it; channels are blue, green,
+/// red, and what follows them.
 [[nodiscard]] cv::Mat readPicture(const std::string& path);
 
 /// How far a picture is from the truth, after the gain, offset and shift that bring it closest.

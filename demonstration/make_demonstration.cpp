@@ -31,8 +31,10 @@ std::vector<Exposure> planExposures(const Series& series, cv::RNG& random) {
     for (int i = 0; i < series.count; ++i) {
         const double step = i - (series.count - 1) / 2.0;
         Exposure exposure = {.middle = {}, .seeing = series.seeing, .scale = series.scale};
-        exposure.middle.x = series.size.width / 2.0 + step * series.drift[0] + random.uniform(-1.0, 1.0) * series.jitter;
-        exposure.middle.y = series.size.height / 2.0 + step * series.drift[1] + random.uniform(-1.0, 1.0) * series.jitter;
+        exposure.middle.x =
+            series.size.width / 2.0 + step * series.drift[0] + random.uniform(-1.0, 1.0) * series.jitter;
+        exposure.middle.y =
+            series.size.height / 2.0 + step * series.drift[1] + random.uniform(-1.0, 1.0) * series.jitter;
         exposure.angle = i * series.turn;
         exposure.blur = random.uniform(series.blur[0], series.blur[1]);
         exposures.push_back(exposure);
@@ -46,7 +48,8 @@ cv::Size chooseSceneSize(const Series& series) {
         return 2 * static_cast<int>(series.count * std::fabs(drift) / 2.0 + series.jitter + 5.0 * series.seeing + 6.0);
     };
     cv::Size size(series.size.width + reach(series.drift[0]), series.size.height + reach(series.drift[1]));
-    const int turned = static_cast<int>(std::fabs(series.turn) * series.count / 57.0 * (size.width + size.height) / 2.0);
+    const int turned =
+        static_cast<int>(std::fabs(series.turn) * series.count / 57.0 * (size.width + size.height) / 2.0);
     return {size.width + turned, size.height + turned};
 }
 
@@ -100,12 +103,14 @@ bool writeLimits(const Series& series, const Scene& scene, std::vector<Exposure>
     cv::Mat sum(series.size, CV_32FC3, cv::Scalar::all(0.0)), levels;
     bool written = true;
     for (size_t i = 0; i < exposures.size(); ++i) {
-        const Exposure still = {.middle = {series.size.width / 2.0, series.size.height / 2.0}, .blur = exposures[i].blur};
+        const Exposure still = {.middle = {series.size.width / 2.0, series.size.height / 2.0},
+                                .blur = exposures[i].blur};
         cv::Mat light = exposeFrame(scene, still, series.size, random);
         addNoise(light, series.noise, random);
         takeLevels(light, 8).convertTo(levels, CV_32F);
         sum += levels;
-        if (i + 1 == half) written &= writeFloatFits(sum / static_cast<double>(half), series.folder + "/limit_half.fits");
+        if (i + 1 == half)
+            written &= writeFloatFits(sum / static_cast<double>(half), series.folder + "/limit_half.fits");
     }
     return writeFloatFits(sum / static_cast<double>(exposures.size()), series.folder + "/limit_all.fits") && written;
 }
@@ -128,7 +133,8 @@ int makeSeries(const Series& series) {
 
 int main(int argumentCount, char** arguments) {
     Series series;
-    CLI::App program("Makes a series of frames with known truth: frames, truth.csv and scene.fits.", "make_demonstration");
+    CLI::App program("Makes a series of frames with known truth: frames, truth.csv and scene.fits.",
+                     "make_demonstration");
     program.add_option("folder", series.folder, "where to write it")->required();
     program.add_option("--kind", series.kind, "planet, crescent, surface, disc, stars or nebula")
         ->check([](const std::string& kind) { return isSceneKind(kind) ? "" : "no such kind of scene: " + kind; });

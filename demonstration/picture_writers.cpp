@@ -97,6 +97,7 @@ bool writeFloatFits(const cv::Mat& picture, const std::string& path) {
     std::filesystem::remove(path, ignored);
     std::vector<cv::Mat> planes;
     cv::split(picture, planes);
+    if (planes.size() >= 3) std::swap(planes[0], planes[2]);
     long sizes[3] = {picture.cols, picture.rows, static_cast<long>(planes.size())};
     int status = 0;
     fitsfile* file = nullptr;

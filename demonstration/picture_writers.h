@@ -13,7 +13,7 @@
 /// A PNG file of a picture of one or three planes (blue, green, red) of 8 or 16 bits.
 [[nodiscard]] bool writePng(const cv::Mat& picture, const std::string& path);
 
-/// A FITS file of floats, a plane of it for each of the picture's, in their order; the top row comes last.
+/// A FITS file of floats: planes red, green, blue and what follows them in the picture; the top row comes last.
 [[nodiscard]] bool writeFloatFits(const cv::Mat& picture, const std::string& path);
 
 /// A SER film: mono, or a Bayer pattern with red in the top left corner, taken from pictures of three planes.

@@ -41,8 +41,7 @@ Scene makeGround(cv::Size points, double crescentRadius, uint32_t seed) {
                 const double v = (row + 0.5 - points.height / 2.0) / (sceneFineness * crescentRadius);
                 const double facing = std::sqrt(std::max(0.0, 1.0 - u * u - v * v));
                 const double sunlight = std::max(0.0, 0.85 * u - 0.35 * facing);  // the sun to the right, behind
-                const double coverage =
-                    std::clamp((1.0 - std::hypot(u, v)) * crescentRadius + 0.5, 0.0, 1.0);
+                const double coverage = std::clamp((1.0 - std::hypot(u, v)) * crescentRadius + 0.5, 0.0, 1.0);
                 light = sky + light * 1.8 * coverage * sunlight;
                 scene.object.at<uint8_t>(row, column) = coverage * sunlight > 0.0 ? 255 : 0;
             }

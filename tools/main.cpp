@@ -12,6 +12,7 @@ int main(int argumentCount, char** arguments) {
     addPrepare(program, status);
     addExport(program, status);
     addReport(program, status);
+    addStack(program, status);
     addPart(program, status);
     addMerge(program, status);
     addRun(program, status);
