@@ -3,9 +3,9 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-/// Reads a picture as floats, top row first, an empty one when that cannot be done: a BMP file, a FITS file of several
-/// planes (red, green, blue), or NAMER.fit with NAMEV.fit and NAMEB.fit beside it beside it; channels are blue, green,
-/// red, and what follows them.
+/// Reads a picture as floats, top row first, an empty one when that cannot be done: a BMP file of 24 bits, a FITS file
+/// of planes (red, green, blue and others), or NAMER.fit with NAMEV.fit and NAMEB.fit beside it. Its channels are blue,
+/// green, red and the others.
 [[nodiscard]] cv::Mat readPicture(const std::string& path);
 
 /// How far a picture is from the truth, after the gain, offset and shift that bring it closest.

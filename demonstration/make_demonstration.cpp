@@ -25,6 +25,11 @@ struct Series {
     bool mono = false, limit = false;
 };
 
+// Apart from the frames, so that the folder can be handed on as it is.
+std::string nameTruth(const Series& series, const char* file) {
+    return series.folder + "/truth/" + file;
+}
+
 // The middle of the scene stays about the frame's, moved at random within the jitter and evenly by the drift.
 std::vector<Exposure> planExposures(const Series& series, cv::RNG& random) {
     std::vector<Exposure> exposures;
@@ -54,7 +59,7 @@ cv::Size chooseSceneSize(const Series& series) {
 }
 
 bool writeTruth(const Series& series, const std::vector<Exposure>& exposures) {
-    std::FILE* file = std::fopen((series.folder + "/truth.csv").c_str(), "w");
+    std::FILE* file = std::fopen((nameTruth(series, "poses.csv")).c_str(), "w");
     if (file == nullptr) return false;
     std::fprintf(file, "number,x,y,angle,blur\n");
     for (size_t i = 0; i < exposures.size(); ++i) {
@@ -110,19 +115,19 @@ bool writeLimits(const Series& series, const Scene& scene, std::vector<Exposure>
         takeLevels(light, 8).convertTo(levels, CV_32F);
         sum += levels;
         if (i + 1 == half)
-            written &= writeFloatFits(sum / static_cast<double>(half), series.folder + "/limit_half.fits");
+            written &= writeFloatFits(sum / static_cast<double>(half), nameTruth(series, "limit_half.fits"));
     }
-    return writeFloatFits(sum / static_cast<double>(exposures.size()), series.folder + "/limit_all.fits") && written;
+    return writeFloatFits(sum / static_cast<double>(exposures.size()), nameTruth(series, "limit_all.fits")) && written;
 }
 
 int makeSeries(const Series& series) {
     cv::setNumThreads(1);
     std::error_code failure;
-    std::filesystem::create_directories(series.folder, failure);
+    std::filesystem::create_directories(series.folder + "/truth", failure);
     const Scene scene = makeScene(series.kind, chooseSceneSize(series), series.seed, !series.mono);
     cv::RNG random(0x9e3779b97f4a7c15u * (series.seed + 1));
     const std::vector<Exposure> exposures = planExposures(series, random);
-    const bool written = writeTruth(series, exposures) && writeScene(scene, series.folder + "/scene.fits") &&
+    const bool written = writeTruth(series, exposures) && writeScene(scene, nameTruth(series, "scene.fits")) &&
                          writeFrames(series, scene, exposures, random) &&
                          (!series.limit || writeLimits(series, scene, exposures, random));
     if (!written) std::fprintf(stderr, "make_demonstration: cannot write everything into %s\n", series.folder.c_str());
@@ -133,7 +138,7 @@ int makeSeries(const Series& series) {
 
 int main(int argumentCount, char** arguments) {
     Series series;
-    CLI::App program("Makes a series of frames with known truth: frames, truth.csv and scene.fits.",
+    CLI::App program("Makes a series of frames, and in the folder truth beside them poses.csv and scene.fits.",
                      "make_demonstration");
     program.add_option("folder", series.folder, "where to write it")->required();
     program.add_option("--kind", series.kind, "planet, crescent, surface, disc, stars or nebula")

@@ -12,10 +12,10 @@ int main(int argumentCount, char** arguments) {
     addPrepare(program, status);
     addExport(program, status);
     addReport(program, status);
-    addStack(program, status);
     addPart(program, status);
     addMerge(program, status);
     addRun(program, status);
+    addStack(program, status);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

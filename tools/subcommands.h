@@ -9,7 +9,7 @@ class App;
 void addPrepare(CLI::App& program, int& status);
 void addExport(CLI::App& program, int& status);
 void addReport(CLI::App& program, int& status);
-void addStack(CLI::App& program, int& status);
 void addPart(CLI::App& program, int& status);
 void addMerge(CLI::App& program, int& status);
 void addRun(CLI::App& program, int& status);
+void addStack(CLI::App& program, int& status);

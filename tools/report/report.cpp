@@ -131,6 +131,19 @@ void takeOutcome(FrameReport& frame, const RunScript& script, const Image& refer
     if (outcome.onLimit || turnedToEnd) addFlag(frame, "limit");
 }
 
+// Frames that were bent differ from the reference in few places, but much, which says nothing of where they were laid:
+// that was judged before they were bent.
+void keepRecordedDoubts(const std::vector<FrameRecord>& records, std::vector<FrameReport>& frames) {
+    for (FrameReport& frame : frames) {
+        std::erase_if(frame.flags, [&](const std::string& flag) {
+            if (flag != "different" && flag != "worse") return false;
+            return std::none_of(records.begin(), records.end(), [&](const FrameRecord& record) {
+                return record.number == frame.number && hasFlag(record, flag);
+            });
+        });
+    }
+}
+
 std::string joinFlags(const FrameReport& frame) {
     std::string text;
     for (const std::string& flag : frame.flags) text += (text.empty() ? "" : ", ") + flag;
@@ -228,6 +241,7 @@ int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result)
     const RunLog log = parseRunLog(readText(run.log));
     if (!log.finished) printNotice(tr("%s does not hold the end of the run."), run.log.c_str());
     std::vector<FrameReport> frames = examineRun(script, reference, log, records);
+    if (!options.reference.empty()) keepRecordedDoubts(records, frames);
     const std::string page = writePage(gatherContents(run, script, reference, frames));
     releaseImage(reference);
     if (!writeResult(tablePath, formatTable(frames), options.silent) || !writeResult(pagePath, page, options.silent))

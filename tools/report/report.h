@@ -12,7 +12,8 @@ struct ReportOptions {
     std::string target;  // a folder that prepare or stack made, or the script of a run
     std::string log;     // the console of that run, in UTF-8 or Mac OS Roman; empty: the script's name ending in .log
     std::string output;  // the folder for table.csv and report.html; empty: the script's folder
-    std::string reference;  // picture to compare with in place of the script's, relative to its folder; empty: none
+    std::string reference;  // what the results were bent to, relative to the script's folder: they are compared with
+                            // it, and of their differences only what frames.csv says makes them doubtful; empty: none
     bool force = false;     // replace files that are there
     bool silent = false;    // nothing on standard output
 };

@@ -123,6 +123,7 @@ std::string rankAligned(PassReview& review, std::vector<FrameRecord>& records, c
         for (FrameRecord& record : records) {
             if (record.number != frame.number || !frame.aligned) continue;
             record.sharpness = measured[i].sharpness;
+            if (hasFlag(frame, "different")) record.flags.emplace_back("different");
             if (!dropped) continue;
             record.kept = false;
             record.flags.emplace_back("rank");

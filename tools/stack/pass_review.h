@@ -31,5 +31,6 @@ struct PassReview {
 [[nodiscard]] cv::Mat readAligned(const PassReview& review, const FrameReport& frame);
 
 /// Judges the sharpness of the aligned frames on the object and flags those with rank, in review and records, that the
-/// rule does not keep. Returns the reason in words.
+/// rule does not keep. What the first pass found doubtful is noted in records as well. Returns the rule's reason in
+/// words.
 std::string rankAligned(PassReview& review, std::vector<FrameRecord>& records, const KeepRule& rule);

@@ -99,8 +99,8 @@ std::string namePass(const PassPlan& plan) {
 
 bool preparePass(const PassPlan& plan, const PassReview& first, const std::vector<FrameRecord>& records) {
     std::error_code error;
-    fs::remove_all(namePass(plan), error);  // of an earlier stack in the same folder
-    if (!fs::create_directories(namePass(plan), error)) {
+    fs::create_directories(namePass(plan), error);
+    if (!fs::is_directory(namePass(plan), error)) {
         printError(tr("the folder %s cannot be made"), namePass(plan).c_str());
         return false;
     }

@@ -125,9 +125,23 @@ int finish(const StackOptions& options, const std::string& reference, bool whole
     return whole ? std::max(exported, reported) : 1;
 }
 
+// What prepare does not know of: results that a run would replace.
+bool mayWrite(const PrepareOptions& prepare) {
+    if (prepare.force) return true;
+    for (const char* name : {"sum.bmp", "sum.png", "sum.fits", "sum.sums.fit", "sumR.fit", "table.csv", "report.html",
+                             "reference.bmp", "pass2"}) {
+        const fs::path path = fs::path(prepare.folder) / name;
+        if (!fs::exists(path)) continue;
+        printError(tr("%s exists; name another folder with -o, or replace what is there with --force"), path.c_str());
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 int stackPictures(const StackOptions& options) {
+    if (!mayWrite(options.prepare)) return 2;
     PrepareOptions prepare = options.prepare;
     prepare.bend = false;
     // With a second pass all good frames go into the first: the mean of many is distorted least, and aligned frames are
