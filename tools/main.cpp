@@ -15,6 +15,7 @@ int main(int argumentCount, char** arguments) {
     addPart(program, status);
     addMerge(program, status);
     addRun(program, status);
+    addStack(program, status);
     try {
         program.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {

@@ -12,3 +12,4 @@ void addReport(CLI::App& program, int& status);
 void addPart(CLI::App& program, int& status);
 void addMerge(CLI::App& program, int& status);
 void addRun(CLI::App& program, int& status);
+void addStack(CLI::App& program, int& status);

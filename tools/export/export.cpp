@@ -96,8 +96,9 @@ int exportSum(const ExportOptions& options) {
             printError(tr("%s cannot be written; is its folder there, and room on the disk?"), product.path.c_str());
             return 2;
         }
-        std::printf("%s\n", product.path.c_str());
+        if (!options.silent) std::printf("%s\n", product.path.c_str());
     }
+    if (options.silent) return coverageKnown ? 0 : 1;
     printNotice(tr("%i x %i pixels. 65535 in the pictures of 16 bits is level 255 of a frame, in all channels alike."),
                 picture.mean.cols, picture.mean.rows);
     return coverageKnown ? 0 : 1;

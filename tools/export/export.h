@@ -12,6 +12,7 @@ struct ExportOptions {
     Stretch stretch = Stretch::automatic;
     bool cropCommon = false;  // cut to the largest rectangle that every frame reaches
     bool force = false;       // replace files that are there
+    bool silent = false;      // nothing on standard output
 };
 
 /// Writes OUTPUT.fits, OUTPUT.tif, OUTPUT16.png and OUTPUT.png. Returns the status: 0 all written, 1 written from sums

@@ -139,6 +139,7 @@ RunScript readRunScript(const std::string& path) {
     const bool besideScript = std::filesystem::exists(parent / script.reference);
     script.folder = besideScript ? parent.string() : "";
     releaseRunState();
+    runState = {};  // as it is when a program starts: another script may be read, or a run begun
     return script;
 }
 

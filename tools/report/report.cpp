@@ -121,13 +121,27 @@ void takeOutcome(FrameReport& frame, const RunScript& script, const Image& refer
     if (!outcome.opened) return addFlag(frame, "missing");
     if (!outcome.aligned) return addFlag(frame, "unfinished");
     const bool turned = script.angleMin != script.angleMax;
-    frame.kept = frame.aligned = true;
+    frame.aligned = true;
+    frame.kept = !hasFlag(frame, "rank");  // aligned in a first pass, but not sharp enough for the sum
     frame.shiftX = outcome.shiftX;
     frame.shiftY = outcome.shiftY;
     frame.angle = turned ? outcome.angle : script.angleMin;
     const bool turnedToEnd =
         turned && (frame.angle <= script.angleMin - refinedDegrees || frame.angle >= script.angleMax + refinedDegrees);
     if (outcome.onLimit || turnedToEnd) addFlag(frame, "limit");
+}
+
+// Frames that were bent differ from the reference in few places, but much, which says nothing of where they were laid:
+// that was judged before they were bent.
+void keepRecordedDoubts(const std::vector<FrameRecord>& records, std::vector<FrameReport>& frames) {
+    for (FrameReport& frame : frames) {
+        std::erase_if(frame.flags, [&](const std::string& flag) {
+            if (flag != "different" && flag != "worse") return false;
+            return std::none_of(records.begin(), records.end(), [&](const FrameRecord& record) {
+                return record.number == frame.number && hasFlag(record, flag);
+            });
+        });
+    }
 }
 
 std::string joinFlags(const FrameReport& frame) {
@@ -142,12 +156,12 @@ bool mayWrite(const std::string& path, bool force) {
     return false;
 }
 
-bool writeResult(const std::string& path, const std::string& bytes) {
+bool writeResult(const std::string& path, const std::string& bytes, bool silent) {
     if (!writeWholeFile(path, bytes)) {
         printError(tr("%s cannot be written; is its folder there, and room on the disk?"), path.c_str());
         return false;
     }
-    std::printf("%s\n", path.c_str());
+    if (!silent) std::printf("%s\n", path.c_str());
     return true;
 }
 
@@ -190,6 +204,17 @@ std::string summarizeFrames(const std::vector<FrameReport>& frames) {
     return formatText(tr("%zu of %zu frames summed"), summed, frames.size()) + details + ".";
 }
 
+std::vector<FrameReport> examineRun(const RunScript& script, const Image& reference, const RunLog& log,
+                                    const std::vector<FrameRecord>& records) {
+    std::vector<FrameReport> frames = listFrames(script, records);
+    for (FrameReport& frame : frames) {
+        if (frame.entry > 0) takeOutcome(frame, script, reference, log);
+    }
+    measureFrames(script, reference, frames);
+    flagDoubtfulFrames(frames);
+    return frames;
+}
+
 int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result) {
     const RunFiles run = findRun(options);
     if (!run.problem.empty()) {
@@ -200,7 +225,8 @@ int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result)
     const std::string tablePath = (folder / "table.csv").string(), pagePath = (folder / "report.html").string();
     if (!mayWrite(tablePath, options.force) || !mayWrite(pagePath, options.force)) return 2;
 
-    const RunScript script = readRunScript(run.script);
+    RunScript script = readRunScript(run.script);
+    if (!options.reference.empty()) script.reference = options.reference;
     std::vector<FrameRecord> records;
     std::string problem;
     const std::string recordPath = locate(script, "frames.csv");
@@ -214,16 +240,13 @@ int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result)
     }
     const RunLog log = parseRunLog(readText(run.log));
     if (!log.finished) printNotice(tr("%s does not hold the end of the run."), run.log.c_str());
-    std::vector<FrameReport> frames = listFrames(script, records);
-    for (FrameReport& frame : frames) {
-        if (frame.entry > 0) takeOutcome(frame, script, reference, log);
-    }
-    measureFrames(script, reference, frames);
-    flagDoubtfulFrames(frames);
+    std::vector<FrameReport> frames = examineRun(script, reference, log, records);
+    if (!options.reference.empty()) keepRecordedDoubts(records, frames);
     const std::string page = writePage(gatherContents(run, script, reference, frames));
     releaseImage(reference);
-    if (!writeResult(tablePath, formatTable(frames)) || !writeResult(pagePath, page)) return 2;
-    std::printf("%s\n", summarizeFrames(frames).c_str());
+    if (!writeResult(tablePath, formatTable(frames), options.silent) || !writeResult(pagePath, page, options.silent))
+        return 2;
+    if (!options.silent) std::printf("%s\n", summarizeFrames(frames).c_str());
     const bool allGood = std::all_of(frames.begin(), frames.end(),
                                      [](const FrameReport& frame) { return frame.kept && !isDoubtful(frame); });
     if (result != nullptr) *result = std::move(frames);

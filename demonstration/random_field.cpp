@@ -1,4 +1,4 @@
-#include "noise_field.h"
+#include "random_field.h"
 
 #include <cmath>
 #include <initializer_list>

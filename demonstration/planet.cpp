@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "noise_field.h"
+#include "random_field.h"
 
 namespace {
 
@@ -44,13 +44,13 @@ double computeCoverage(double squaredDistance) {
     return 1.0 / (1.0 + fourth * fourth);
 }
 
-Light lookAtClouds(double x, double y, double facing) {
+Light lookAtClouds(double x, double y, double facing, uint32_t seed) {
     // Across the disc eddies crowd towards the limb, as they do on a globe; the belts keep their latitudes.
     const double across = 2.0 * x / (1.0 + facing);
-    const double wave = 0.025 * sampleNoiseField(1, across * 5.0, y * 6.0);
-    const double eddies = 0.45 * sampleNoiseField(2, across * 6.0, y * 16.0) +
-                          0.35 * sampleNoiseField(3, across * 12.0, y * 28.0) +
-                          0.30 * sampleNoiseField(4, across * 25.0, y * 45.0);
+    const double wave = 0.025 * sampleNoiseField(seed + 1, across * 5.0, y * 6.0);
+    const double eddies = 0.45 * sampleNoiseField(seed + 2, across * 6.0, y * 16.0) +
+                          0.35 * sampleNoiseField(seed + 3, across * 12.0, y * 28.0) +
+                          0.30 * sampleNoiseField(seed + 4, across * 25.0, y * 45.0);
     double depth = 0.0;
     for (const Belt& belt : belts) {
         const double distance = (y + wave - belt.latitude) / belt.halfWidth;
@@ -65,10 +65,10 @@ Light lookAtClouds(double x, double y, double facing) {
     return light;
 }
 
-Light lookAtSky(double x, double y) {
+Light lookAtSky(double x, double y, double radius) {
     double light = sky;
     for (const Moon& moon : moons) {
-        const double u = (x - moon.x * planetRadius) / 3.2, v = (y - moon.y * planetRadius) / 3.2;
+        const double u = (x - moon.x * radius) / 3.2, v = (y - moon.y * radius) / 3.2;
         const double width = 1.0 + u * u + v * v;
         light += moon.peak / (width * width * width);
     }
@@ -77,15 +77,14 @@ Light lookAtSky(double x, double y) {
 
 }  // namespace
 
-Light lookAtPlanet(double x, double y) {
-    const double u = x / planetRadius, v = y / (planetRadius * (1.0 - planetFlattening));
+Light lookAtPlanet(double x, double y, double radius, uint32_t seed) {
+    const double u = x / radius, v = y / (radius * (1.0 - planetFlattening));
     const double distance = std::sqrt(u * u + v * v);
-    // The limb is a little over two pixels wide, as a telescope draws it.
-    const double coverage = std::clamp((1.0 - distance) * planetRadius / 2.5 + 0.5, 0.0, 1.0);
-    const Light behind = lookAtSky(x, y);
+    const double coverage = std::clamp((1.0 - distance) * radius + 0.5, 0.0, 1.0);
+    const Light behind = lookAtSky(x, y, radius);
     if (coverage == 0.0) return behind;
     const double facing = std::sqrt(std::max(0.0, 1.0 - distance * distance));  // cosine to the surface's upright
     const double shade = 0.22 + 0.78 * std::sqrt(facing);
-    const Light clouds = lookAtClouds(u, v, facing);
+    const Light clouds = lookAtClouds(u, v, facing, seed);
     return mixLight(behind, {clouds.red * shade, clouds.green * shade, clouds.blue * shade}, coverage);
 }

@@ -1,0 +1,119 @@
+"""From pictures to a finished sum, judged against the scenes that the pictures were made from."""
+
+import csv
+import os
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+tools, maker, judge, checker = (os.environ[name] for name in
+                                ("QUILLORNE_TOOLS", "MAKE_DEMONSTRATION", "JUDGE_SUM", "CHECK_POSES"))
+environment = {**os.environ, "LC_ALL": "C.UTF-8"}
+
+
+def run(*command):
+    return subprocess.run([str(word) for word in command], env=environment, stdin=subprocess.DEVNULL,
+                          capture_output=True, text=True, errors="replace")
+
+
+def make_series(folder, *options):
+    made = run(maker, folder, "--format", "png", *options)
+    assert made.returncode == 0, made.stderr
+    return folder
+
+
+def read_table(folder):
+    with open(folder / "table.csv", newline="", encoding="utf-8") as file:
+        return list(csv.DictReader(file))
+
+
+class Stack(unittest.TestCase):
+    def setUp(self):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        self.place = pathlib.Path(place.name)
+        self.series = self.place / "les images"
+
+    def stack(self, name, *options, status=0):
+        folder = self.place / name
+        done = run(tools, "stack", self.series, "-o", folder, *options)
+        self.assertIn(done.returncode, status if isinstance(status, tuple) else (status,), done.stderr + done.stdout)
+        return folder, done
+
+    def measure(self, *pictures):
+        """How far each picture is from the true scene."""
+        judged = run(judge, self.series / "truth/scene.fits", *pictures)
+        self.assertEqual(judged.returncode, 0, judged.stderr)
+        return [float(line.split()[0]) for line in judged.stdout.splitlines()]
+
+    def check_poses(self, folder):
+        checked = run(checker, self.series / "truth/poses.csv", folder / "table.csv", 1.3, 0.1)
+        self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
+
+    def test_second_pass_is_closer_to_the_truth(self):
+        for kind in ("planet", "surface"):
+            with self.subTest(kind):
+                make_series(self.series, "--kind", kind, "--count", 12, "--width", 280, "--height", 220, "--noise", 0.5)
+                one, _ = self.stack(f"{kind} one", "--passes", 1, status=(0, 1))
+                two, done = self.stack(f"{kind} two")
+                self.assertTrue(done.stdout.endswith(f"12 of 12 frames summed. Sum: {two}/sum.png\n"), done.stdout)
+                self.assertIn("\nBloc: ", (two / "pass2/script.txt").read_text())
+                frame, first, second, exact = self.measure(one / "frame1.bmp", one / "sumR.fit", two / "sumR.fit",
+                                                           two / "sum.fits")
+                self.assertLess(first, 0.8 * frame)
+                self.assertLess(second, 0.9 * first)
+                self.assertLess(abs(exact - second), 0.1 * second)
+                for name in ("sum.bmp", "sum.sums.fit", "sum.tif", "sum16.png", "report.html", "aligned12.bmp"):
+                    self.assertGreater((two / name).stat().st_size, 1000, name)
+                self.assertEqual((two / "aligned3.bmp").stat().st_size, (two / "frame3.bmp").stat().st_size)
+
+    def test_blurred_frames_are_left_out_after_the_first_pass(self):
+        make_series(self.series, "--count", 10, "--width", 240, "--height", 200, "--noise", 0.5, "--blur", 0.8, 3)
+        folder, _ = self.stack("sum", "--keep", "50%", "--no-bend", "--enlarge", 1, status=1)
+        with open(self.series / "truth/poses.csv", newline="") as file:
+            blurs = sorted((float(row["blur"]), int(row["number"])) for row in csv.DictReader(file))
+        numbers = {int(row["source"].rsplit("frame", 1)[1][:-4]): row for row in read_table(folder)}
+        kept = {number for number, row in numbers.items() if row["kept"] == "yes"}
+        self.assertEqual(len(kept), 5)
+        self.assertLessEqual(len(kept - {number for _, number in blurs[:6]}), 0, blurs)
+        for number in set(numbers) - kept:
+            self.assertIn("rank", numbers[number]["flags"].split())
+        script = (folder / "pass2/script.txt").read_text()
+        self.assertNotIn("Bloc:", script)
+        self.assertEqual(script.count("\nSource: ../frame"), 5)
+
+    def test_frames_cut_by_the_border_are_named(self):
+        make_series(self.series, "--kind", "disc", "--count", 7, "--width", 220, "--height", 140, "--drift", 25, 0,
+                    "--seeing", 0.2)
+        folder, done = self.stack("sum", status=1)
+        flags = [row["flags"].split() for row in read_table(folder)]
+        self.assertEqual([i + 1 for i, words in enumerate(flags) if "cut" in words], [1, 7])
+        self.assertIn("5 of 7 frames summed; frame 1 left out (cut); frame 7 left out (cut).", done.stdout)
+        self.check_poses(folder)
+
+    def test_stars_take_one_pass(self):
+        make_series(self.series, "--kind", "stars", "--count", 5, "--width", 320, "--height", 240, "--seeing", 0,
+                    "--blur", 0.6, 1, "--drift", 6.3, -4.1, "--noise", 0.5)
+        folder, _ = self.stack("sum")
+        self.assertFalse((folder / "pass2").exists())
+        self.check_poses(folder)
+
+    def test_nothing_is_done(self):
+        self.series.mkdir()
+        self.stack("no pictures", status=2)
+        (self.series / "frame1.png").write_bytes(b"\x89PNG broken")
+        self.stack("no picture that can be read", status=2)
+        make_series(self.series, "--kind", "disc", "--count", 3, "--width", 160, "--height", 140, "--seeing", 0)
+        self.stack("not a number", "--keep", "many", status=2)
+        (self.place / "mine").mkdir()
+        (self.place / "mine/sum.png").write_text("mine")
+        folder, done = self.stack("mine", status=2)
+        self.assertIn("--force", done.stderr)
+        self.assertEqual([file.name for file in folder.iterdir()], ["sum.png"])
+        self.stack("mine", "--force")
+        self.assertTrue((folder / "sum.png").read_bytes().startswith(b"\x89PNG"))
+
+
+if __name__ == "__main__":
+    unittest.main()
