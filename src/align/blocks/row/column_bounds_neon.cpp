@@ -77,34 +77,36 @@ inline float32x4_t roundSums(const SquareSums& sums) {
 // compiling.
 [[gnu::always_inline]] inline void sumTile(const FacingColumns& columns, size_t column, size_t firstShift,
                                            const size_t shifts, float* sums, size_t sumStride) {
-    SquareSums even[4], odd[4];
-#pragma GCC unroll 4
+    SquareSums even[3], odd[3];
+#pragma GCC unroll 3
     for (size_t s = 0; s < shifts; ++s) even[s] = odd[s] = {vdupq_n_u64(0), vdupq_n_u64(0)};
     const int32_t* movingRows = columns.movingRows + firstShift;
     for (size_t y = 0; y < columns.rows; ++y, movingRows += columns.shifts) {
         const size_t at = y * columns.stride + column;
-        const int16x8x2_t factors = vld2q_s16(reinterpret_cast<const int16_t*>(columns.factors + at));
-        const int32x4x2_t norms = vld2q_s32(columns.norms + at);
-        const int16x8_t green = vshlq_n_s16(takeLowByte(factors.val[1]), 2);
-        const int16x8_t red = vshlq_n_s16(takeHighByte(factors.val[1]), 2);
-#pragma GCC unroll 4
+        const auto* halves = reinterpret_cast<const int16_t*>(columns.factors + at);
+        const int16x8_t first = vld1q_s16(halves), second = vld1q_s16(halves + lanes);
+        const int16x8_t blue = vuzp1q_s16(first, second), gradients = vuzp2q_s16(first, second);
+        const int16x8_t green = vshlq_n_s16(takeLowByte(gradients), 2), red = vshlq_n_s16(takeHighByte(gradients), 2);
+        const int32x4_t lowNorms = vld1q_s32(columns.norms + at), highNorms = vld1q_s32(columns.norms + at + 4);
+        const int32x4_t evenNorms = vuzp1q_s32(lowNorms, highNorms), oddNorms = vuzp2q_s32(lowNorms, highNorms);
+#pragma GCC unroll 3
         for (size_t s = 0; s < shifts; ++s) {
             const MovingPixels& moving = columns.moving[movingRows[s]];
             const auto* blues = reinterpret_cast<const int16_t*>(moving.factors) + column;
-            const int16x8_t gradients = vld1q_s16(blues + MovingPixels::count);
-            int16x8_t products = vmulq_s16(factors.val[0], vld1q_s16(blues));
-            products = vmlaq_s16(products, green, vandq_s16(gradients, vdupq_n_s16(0xFF)));
-            products = vmlaq_s16(products, red, takeHighByte(gradients));
+            const int16x8_t facing = vld1q_s16(blues + MovingPixels::count);
+            int16x8_t products = vmulq_s16(blue, vld1q_s16(blues));
+            products = vmlaq_s16(products, green, vandq_s16(facing, vdupq_n_s16(0xFF)));
+            products = vmlaq_s16(products, red, takeHighByte(facing));
             // Twice the lower half of each 32 bits, and twice the upper one.
             const int32x4_t evens = vshlq_n_s32(vreinterpretq_s32_s16(products), 16);
             const int32x4_t odds = vandq_s32(vreinterpretq_s32_s16(products), vdupq_n_s32(-1 << 16));
-            const int32x4_t bothEven = vaddq_s32(norms.val[0], vld1q_s32(moving.norms + column));
-            const int32x4_t bothOdd = vaddq_s32(norms.val[1], vld1q_s32(moving.norms + column + 4));
+            const int32x4_t bothEven = vaddq_s32(evenNorms, vld1q_s32(moving.norms + column));
+            const int32x4_t bothOdd = vaddq_s32(oddNorms, vld1q_s32(moving.norms + column + 4));
             addSquares(even[s], vsraq_n_s32(bothEven, evens, 15));
             addSquares(odd[s], vsraq_n_s32(bothOdd, odds, 15));
         }
     }
-#pragma GCC unroll 4
+#pragma GCC unroll 3
     for (size_t s = 0; s < shifts; ++s) {
         const float32x4x2_t alternating = {{roundSums(even[s]), roundSums(odd[s])}};
         vst2q_f32(sums + (firstShift + s) * sumStride + column, alternating);
@@ -152,7 +154,8 @@ void prepareMovingNeon(const Pixel* pixels, size_t count, MovingPixels* moving, 
 void sumColumnsNeon(const FacingColumns& columns, float* sums, size_t sumStride) {
     for (size_t column = 0; column < MovingPixels::count; column += lanes) {
         size_t s = 0;
-        for (; s + 4 <= columns.shifts; s += 4) sumTile(columns, column, s, 4, sums, sumStride);
+        for (; s + 3 <= columns.shifts; s += 3) sumTile(columns, column, s, 3, sums, sumStride);
+        for (; s + 2 <= columns.shifts; s += 2) sumTile(columns, column, s, 2, sums, sumStride);
         for (; s < columns.shifts; ++s) sumTile(columns, column, s, 1, sums, sumStride);
     }
 }
