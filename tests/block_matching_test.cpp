@@ -58,9 +58,10 @@ TEST(BlockMatching, FindsWhatThePlainOneFinds) {
 
 // Rows of blocks at every vector level. Of the steps the first ones have fractions of their own, the last one has none.
 TEST(BlockMatching, OfRowsFindsWhatThePlainOneFinds) {
-    constexpr std::array steps = {0.1f,  0.2f,  0.3f,  0.4f,    0.6f,       0.7f,       0.9f,       0.05f, 0.15f,
-                                  0.35f, 0.45f, 0.85f, 0.125f,  0.375f,     0.25f,      0.5f,       0.75f, 1.0f,
-                                  1.5f,  2.0f,  1.1f,  0.0625f, 0.3333333f, 0.2500001f, 0.4999999f, 0.33f};
+    constexpr std::array steps = {0.1f,    0.2f,       0.3f,       0.4f,       0.6f,        0.7f,       0.9f,
+                                  0.05f,   0.15f,      0.35f,      0.45f,      0.85f,       0.125f,     0.375f,
+                                  0.25f,   0.5f,       0.75f,      1.0f,       1.5f,        2.0f,       1.1f,
+                                  0.0625f, 0.3333333f, 0.2500001f, 0.4999999f, 0.99999994f, 1.0000001f, 0.33f};
     Random random = makeRandom(12);
     for (size_t round = 0; round < steps.size() * fillCount * 2; ++round) {
         const float step = steps[round % steps.size()];

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int64_t blockLimit = 16;         // more blocks share no more work, and their strips leave the nearest memory
-constexpr int64_t squaresLimit = 1 << 20;  // sums of squares of a group: four bytes each
+constexpr int64_t squaresLimit = 1 << 19;  // sums of squares of a group: four bytes each
 constexpr int64_t stripLimit = 1 << 19;    // pixels of the moving strip: eight bytes each
 
 void tabulateRows(GroupBounds& bounds, const SearchPlan& plan) {

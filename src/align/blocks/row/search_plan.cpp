@@ -90,6 +90,7 @@ void findFractions(SearchPlan& plan) {
         // Multiples of 1/n^2 with n a power of two are numbers of single precision, which then rounds nothing.
         const bool rounded = across.before + across.behind + down.before + down.behind > 0.0;
         plan.exact = !rounded && std::has_single_bit(static_cast<uint32_t>(n));
+        if (n == 1 && !plan.exact) continue;  // nearly whole fractions are mixed, as halves are
         plan.fractionsPerPixel = n;
         return;
     }

@@ -54,11 +54,12 @@ struct ShiftAxis {
 
 struct SearchPlan {
     BlockSearch search = {};
-    int64_t size = 0;               // of a block, pixels a side
-    int64_t samplesPerBlock = 0;    // of an axis: some more, so that they fill vectors
-    bool sampled = false;           // fractional steps: the current image is the moving one
-    int32_t fractionsPerPixel = 0;  // n; 0: there is none up to largestFractionsPerPixel, or the search is too large
-    bool exact = false;             // fractions and samples are exactly those of the definition, nothing is rounded
+    int64_t size = 0;             // of a block, pixels a side
+    int64_t samplesPerBlock = 0;  // of an axis: some more, so that they fill vectors
+    bool sampled = false;         // fractional steps: the current image is the moving one
+    // n, 1 when nothing is mixed; 0: there is none up to largestFractionsPerPixel, or the search is too large.
+    int32_t fractionsPerPixel = 0;
+    bool exact = false;  // fractions and samples are exactly those of the definition, nothing is rounded
     ShiftAxis across, down;
 };
 
