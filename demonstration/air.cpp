@@ -9,7 +9,7 @@ namespace {
 constexpr double nodeDistance = 4.0;  // pixels between the nodes of a displacement field
 
 // One axis of a displacement field, a value for each point: white noise smoothed to a Gaussian correlation.
-cv::Mat makeDisplacements(double strength, double scale, cv::Size points, cv::RNG& random) {
+cv::Mat drawAxis(double strength, double scale, cv::Size points, cv::RNG& random) {
     const int margin = static_cast<int>(std::ceil(1.5 * scale / nodeDistance));
     const double spacing = nodeDistance * sceneFineness;
     const cv::Size nodes(static_cast<int>(points.width / spacing) + 2, static_cast<int>(points.height / spacing) + 2);
@@ -25,19 +25,22 @@ cv::Mat makeDisplacements(double strength, double scale, cv::Size points, cv::RN
 
 }  // namespace
 
-cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, cv::Size pixels, cv::RNG& random) {
+Displacements drawDisplacements(double rms, double scale, cv::Size pixels, cv::RNG& random) {
     const cv::Size points = pixels * sceneFineness;
-    cv::Mat moved[2] = {cv::Mat(points, CV_32FC1, cv::Scalar(0.0)), cv::Mat(points, CV_32FC1, cv::Scalar(0.0))};
-    if (exposure.seeing > 0.0) {
-        for (cv::Mat& axis : moved) axis = makeDisplacements(exposure.seeing, exposure.scale, points, random);
-    }
+    if (rms > 0.0) return {drawAxis(rms, scale, points, random), drawAxis(rms, scale, points, random)};
+    return {cv::Mat::zeros(points, CV_32FC1), cv::Mat::zeros(points, CV_32FC1)};
+}
+
+cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, const Displacements& displacements, cv::Size pixels) {
+    const cv::Size points = pixels * sceneFineness;
     const double radians = exposure.angle * CV_PI / 180.0, cosine = std::cos(radians), sine = std::sin(radians);
     cv::Mat places[2] = {cv::Mat(points, CV_32FC1), cv::Mat(points, CV_32FC1)};
     for (int row = 0; row < points.height; ++row) {
         for (int column = 0; column < points.width; ++column) {
             const double x =
-                (column + 0.5) / sceneFineness - 0.5 + static_cast<double>(moved[0].at<float>(row, column));
-            const double y = (row + 0.5) / sceneFineness - 0.5 + static_cast<double>(moved[1].at<float>(row, column));
+                (column + 0.5) / sceneFineness - 0.5 + static_cast<double>(displacements.x.at<float>(row, column));
+            const double y =
+                (row + 0.5) / sceneFineness - 0.5 + static_cast<double>(displacements.y.at<float>(row, column));
             const double u = x - exposure.middle.x, v = y - exposure.middle.y;
             places[0].at<float>(row, column) =
                 static_cast<float>((cosine * u + sine * v) * sceneFineness + scene.light.cols / 2.0 - 0.5);

@@ -6,15 +6,22 @@
 
 /// What lies between the sky and the camera while one frame is taken.
 struct Exposure {
-    cv::Point2d middle;                 // where the middle of the scene lies in the frame, pixels
-    double angle = 0.0;                 // degrees, clockwise, about that point
-    double seeing = 0.0, scale = 50.0;  // rms displacement on each axis; where its correlation has fallen to 1/e
-    double blur = 0.0;                  // sigma, pixels
+    cv::Point2d middle;  // where the middle of the scene lies in the frame, pixels
+    double angle = 0.0;  // degrees, clockwise, about that point
+    double blur = 0.0;   // sigma, pixels
 };
 
-/// The light that reaches the camera in a frame of that size: three planes of floats, one point a pixel. random gives
-/// the displacements and moves on.
-[[nodiscard]] cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, cv::Size pixels, cv::RNG& random);
+/// How far the air moves each point of a frame, sceneFineness points a pixel along both axes; pixels.
+struct Displacements {
+    cv::Mat x, y;
+};
+
+/// A displacement of that rms along each axis, its correlation fallen to 1/e at scale pixels. random moves on.
+[[nodiscard]] Displacements drawDisplacements(double rms, double scale, cv::Size pixels, cv::RNG& random);
+
+/// The light that reaches the camera in a frame of that size: three planes of floats, one point a pixel.
+[[nodiscard]] cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, const Displacements& displacements,
+                                  cv::Size pixels);
 
 /// Adds the noise of the camera's electronics and of the light itself, times noise; levels stay floats.
 void addNoise(cv::Mat& light, double noise, cv::RNG& random);

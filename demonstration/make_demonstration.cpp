@@ -26,7 +26,7 @@ struct Series {
 };
 
 // Apart from the frames, so that the folder can be handed on as it is.
-std::string nameTruth(const Series& series, const char* file) {
+std::string nameTruth(const Series& series, const std::string& file) {
     return series.folder + "/truth/" + file;
 }
 
@@ -35,7 +35,7 @@ std::vector<Exposure> planExposures(const Series& series, cv::RNG& random) {
     std::vector<Exposure> exposures;
     for (int i = 0; i < series.count; ++i) {
         const double step = i - (series.count - 1) / 2.0;
-        Exposure exposure = {.middle = {}, .seeing = series.seeing, .scale = series.scale};
+        Exposure exposure;
         exposure.middle.x =
             series.size.width / 2.0 + step * series.drift[0] + random.uniform(-1.0, 1.0) * series.jitter;
         exposure.middle.y =
@@ -80,13 +80,19 @@ bool writeScene(const Scene& scene, const std::string& path) {
     return writeFloatFits(all, path);
 }
 
-bool writeFrames(const Series& series, const Scene& scene, const std::vector<Exposure>& exposures, cv::RNG& random) {
+// Returns in common what the displacements of all frames have in common, their mean.
+bool writeFrames(const Series& series, const Scene& scene, const std::vector<Exposure>& exposures, cv::RNG& random,
+                 Displacements& common) {
+    common = drawDisplacements(0.0, series.scale, series.size, random);
     const bool film = series.format.rfind("ser", 0) == 0 || series.format.rfind("bayer", 0) == 0;
     const int bits = series.format.find("16") == std::string::npos ? 8 : 16;
     SerFilm ser = {.size = series.size, .bits = bits, .bayer = series.format[0] == 'b' && series.format[1] == 'a'};
     bool written = !film || openSer(ser, series.folder + "/film.ser");
     for (size_t i = 0; i < exposures.size() && written; ++i) {
-        cv::Mat light = exposeFrame(scene, exposures[i], series.size, random);
+        const Displacements moved = drawDisplacements(series.seeing, series.scale, series.size, random);
+        common.x += moved.x / series.count;
+        common.y += moved.y / series.count;
+        cv::Mat light = exposeFrame(scene, exposures[i], moved, series.size);
         addNoise(light, series.noise, random);
         const cv::Mat levels = takeLevels(light, bits);
         const std::string name = series.folder + "/frame" + std::to_string(i + 1);
@@ -99,9 +105,9 @@ bool writeFrames(const Series& series, const Scene& scene, const std::vector<Exp
     return written && (!film || closeSer(ser));
 }
 
-// What no alignment can surpass: the same frames in air that only blurs, all at the same place; the mean of all of them
-// and of the sharpest half.
-bool writeLimits(const Series& series, const Scene& scene, std::vector<Exposure> exposures, cv::RNG& random) {
+// The same frames all at the same place and moved by the same displacements: the mean of all and of the sharpest half.
+bool writeLimits(const Series& series, const Scene& scene, std::vector<Exposure> exposures, const Displacements& moved,
+                 const std::string& name, cv::RNG& random) {
     std::stable_sort(exposures.begin(), exposures.end(),
                      [](const Exposure& a, const Exposure& b) { return a.blur < b.blur; });
     const size_t half = (exposures.size() + 1) / 2;
@@ -110,14 +116,15 @@ bool writeLimits(const Series& series, const Scene& scene, std::vector<Exposure>
     for (size_t i = 0; i < exposures.size(); ++i) {
         const Exposure still = {.middle = {series.size.width / 2.0, series.size.height / 2.0},
                                 .blur = exposures[i].blur};
-        cv::Mat light = exposeFrame(scene, still, series.size, random);
+        cv::Mat light = exposeFrame(scene, still, moved, series.size);
         addNoise(light, series.noise, random);
         takeLevels(light, 8).convertTo(levels, CV_32F);
         sum += levels;
         if (i + 1 == half)
-            written &= writeFloatFits(sum / static_cast<double>(half), nameTruth(series, "limit_half.fits"));
+            written &= writeFloatFits(sum / static_cast<double>(half), nameTruth(series, name + "_half.fits"));
     }
-    return writeFloatFits(sum / static_cast<double>(exposures.size()), nameTruth(series, "limit_all.fits")) && written;
+    return writeFloatFits(sum / static_cast<double>(exposures.size()), nameTruth(series, name + "_all.fits")) &&
+           written;
 }
 
 int makeSeries(const Series& series) {
@@ -127,9 +134,16 @@ int makeSeries(const Series& series) {
     const Scene scene = makeScene(series.kind, chooseSceneSize(series), series.seed, !series.mono);
     cv::RNG random(0x9e3779b97f4a7c15u * (series.seed + 1));
     const std::vector<Exposure> exposures = planExposures(series, random);
-    const bool written = writeTruth(series, exposures) && writeScene(scene, nameTruth(series, "scene.fits")) &&
-                         writeFrames(series, scene, exposures, random) &&
-                         (!series.limit || writeLimits(series, scene, exposures, random));
+    Displacements common;
+    bool written = writeTruth(series, exposures) && writeScene(scene, nameTruth(series, "scene.fits")) &&
+                   writeFrames(series, scene, exposures, random, common);
+    if (series.limit && written) {
+        // What no alignment can surpass; and what none can that does not know the scene, for what all frames have in
+        // common cannot be told from it.
+        const Displacements none = drawDisplacements(0.0, series.scale, series.size, random);
+        written = writeLimits(series, scene, exposures, none, "limit", random) &&
+                  writeLimits(series, scene, exposures, common, "common", random);
+    }
     if (!written) std::fprintf(stderr, "make_demonstration: cannot write everything into %s\n", series.folder.c_str());
     return written ? 0 : 1;
 }
@@ -157,7 +171,10 @@ int main(int argumentCount, char** arguments) {
     program.add_option("--drift", series.drift, "pixels right and down a frame");
     program.add_option("--turn", series.turn, "degrees a frame, clockwise");
     program.add_flag("--mono", series.mono, "no colours");
-    program.add_flag("--limit", series.limit, "also limit_all.fits and limit_half.fits, the means without distortion");
+    program.add_flag("--limit", series.limit,
+                     "also limit_all.fits, the mean without distortion, common_all.fits, with what is common to all "
+                     "frames, and the same "
+                     "of the sharpest half");
     CLI11_PARSE(program, argumentCount, arguments);
     return makeSeries(series);
 }
