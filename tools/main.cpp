@@ -10,6 +10,7 @@ int main(int argumentCount, char** arguments) {
     program.require_subcommand(1);
     int status = 0;
     addPrepare(program, status);
+    addCheck(program, status);
     addExport(program, status);
     addReport(program, status);
     addPart(program, status);
