@@ -12,3 +12,7 @@ void benchBlocks();
 /// Pictures to and from files, the composite, and a whole run of the program against the time of merely reading its
 /// sources and writing its results. The program's first argument is the level.
 void benchFiles(const char* program, const char* level);
+
+/// Whole runs at settings of all kinds, on planet and stars: seconds of processor time an image, reading and writing
+/// included. The program's first argument is the level.
+void benchSettings(const char* program, const char* level);
