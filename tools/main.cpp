@@ -7,10 +7,10 @@ namespace {
 
 // The words of the help that the library puts round ours.
 void setHelpWords(CLI::App& program) {
-    for (const auto& [word, translated] : {std::pair("Usage", tr("Usage")), std::pair("OPTIONS", tr("OPTIONS")),
-                                           std::pair("SUBCOMMAND", tr("SUBCOMMAND")),
-                                           std::pair("Positionals", tr("Positionals")), std::pair("TEXT", tr("TEXT")),
-                                           std::pair("REQUIRED", tr("REQUIRED"))}) {
+    for (const auto& [word, translated] :
+         {std::pair("Usage", tr("Usage")), std::pair("OPTIONS", tr("OPTIONS")),
+          std::pair("SUBCOMMAND", tr("SUBCOMMAND")), std::pair("Positionals", tr("Positionals")),
+          std::pair("TEXT", tr("TEXT")), std::pair("REQUIRED", tr("REQUIRED"))}) {
         program.get_formatter()->label(word, translated);
     }
     program.group(tr("Subcommands"));
