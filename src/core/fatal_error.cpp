@@ -1,14 +1,15 @@
 #include "core/fatal_error.h"
 
 #include <cstdio>
-#include <cstdlib>
+
+#include "core/platform.h"
 
 void fatalError() {
     std::printf("Erreur fatale, appuyez sur entree.\n");
     std::printf("Fatal error. Press return.\n");
     std::fflush(stdout);
     std::getchar();
-    std::abort();
+    endAbnormally();
 }
 
 void stopForMemory() {

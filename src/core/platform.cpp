@@ -6,10 +6,13 @@
 #include <io.h>
 #include <windows.h>
 
+#include <cstdlib>
+
 void preparePlatform() {
-    // Line ends as they are printed, and no window that asks what to do about a fatal error.
-    _setmode(_fileno(stdout), _O_BINARY);
-    _setmode(_fileno(stderr), _O_BINARY);
+    // Line ends as they are printed. A stream that is closed has no number.
+    if (_fileno(stdout) >= 0) _setmode(_fileno(stdout), _O_BINARY);
+    if (_fileno(stderr) >= 0) _setmode(_fileno(stderr), _O_BINARY);
+    // No window that asks what to do about a file on a disk that was taken out.
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
 }
 
@@ -21,11 +24,16 @@ int64_t measureFile(std::FILE* file) {
     return _fseeki64(file, 0, SEEK_END) == 0 ? _ftelli64(file) : -1;
 }
 
+void endAbnormally() {
+    std::_Exit(3);  // the status of an abort, which would add words of its own, or a window
+}
+
 #else
 
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
 void preparePlatform() {
     std::signal(SIGPIPE, SIG_IGN);
@@ -43,6 +51,10 @@ bool seekTo(std::FILE* file, int64_t position) {
 
 int64_t measureFile(std::FILE* file) {
     return fseeko(file, 0, SEEK_END) == 0 ? ftello(file) : -1;
+}
+
+void endAbnormally() {
+    std::abort();
 }
 
 #endif

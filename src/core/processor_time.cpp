@@ -3,5 +3,5 @@
 #include <ctime>
 
 uint32_t readProcessorSeconds() {
-    return static_cast<uint32_t>(std::clock() / 1000000);
+    return static_cast<uint32_t>(std::clock() / CLOCKS_PER_SEC);
 }

@@ -5,11 +5,24 @@
 #include <clocale>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
+
+namespace {
+
+// Found from where the program lies, so that it may be installed, and moved, anywhere.
+std::filesystem::path findTranslations() {
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+    const std::filesystem::path built = folder / "locale";  // in the folder of a build
+    return is_directory(built, error) ? built : folder / QUILLORNE_LOCALE_FOLDER;
+}
+
+}  // namespace
 
 void chooseLanguage() {
     std::setlocale(LC_MESSAGES, "");
     std::setlocale(LC_CTYPE, "");
-    bindtextdomain("quillorne-tools", QUILLORNE_LOCALE_FOLDER);
+    bindtextdomain("quillorne-tools", findTranslations().c_str());
     bind_textdomain_codeset("quillorne-tools", "UTF-8");
     textdomain("quillorne-tools");
 }

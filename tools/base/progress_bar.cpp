@@ -26,8 +26,10 @@ void stepProgress(ProgressBar& bar) {
     const double seconds = std::chrono::duration<double>(now - bar.start).count();
     const double rate = static_cast<double>(bar.done) / seconds;
     const double left = static_cast<double>(std::max<int64_t>(bar.total - bar.done, 0)) / rate;
-    std::fprintf(stderr, tr("\r%s: %lld of %lld, %.1f a second, %.0f s left\033[K"), bar.label.c_str(),
+    std::fputc('\r', stderr);
+    std::fprintf(stderr, tr("%s: %lld of %lld, %.1f a second, %.0f s left"), bar.label.c_str(),
                  static_cast<long long>(bar.done), static_cast<long long>(bar.total), rate, left);
+    std::fputs("\033[K", stderr);
     std::fflush(stderr);
 }
 

@@ -50,8 +50,9 @@ bool isPlainBmp(const std::string& path) {
     std::array<unsigned char, 54> bytes{};
     if (!file.read(reinterpret_cast<char*>(bytes.data()), bytes.size())) return false;
     const auto field = [&bytes](size_t at) {
-        return static_cast<int32_t>(bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16 |
-                                    static_cast<uint32_t>(bytes[at + 3]) << 24);
+        uint32_t value = 0;
+        for (size_t i = 4; i-- > 0;) value = value << 8 | bytes[at + i];
+        return static_cast<int32_t>(value);
     };
     const double width = field(bmpWidthOffset), height = std::abs(static_cast<double>(field(bmpHeightOffset)));
     std::error_code error;

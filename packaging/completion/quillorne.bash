@@ -1,0 +1,1 @@
+complete -o default -W '--help --version' quillorne
