@@ -250,6 +250,7 @@ TEST(FrameTable, KeepsNamesThatNeedQuotes) {
     first.sharpness = 12.25;
     first.originX = -3;
     first.originY = 700;
+    first.angle = -1.5;
     first.flags = {"reference", "clipped"};
     second.number = 2;
     ASSERT_TRUE(writeFrameTable(path, {first, second}));
@@ -260,12 +261,13 @@ TEST(FrameTable, KeepsNamesThatNeedQuotes) {
     EXPECT_EQ(read[0].source, first.source);
     EXPECT_EQ(read[0].originX, -3);
     EXPECT_EQ(read[0].sharpness, 12.25);
+    EXPECT_EQ(read[0].angle, -1.5);
     EXPECT_TRUE(hasFlag(read[0], "clipped"));
     EXPECT_FALSE(read[1].kept);
 
-    const std::string header = "number,source,frame,kept,sharpness,origin_x,origin_y,flags\n";
-    for (const char* damaged : {"", "number\n", "1,a,b,yes,1,2\n", "1,a,b,maybe,1,2,3,\n", "x,a,b,yes,1,2,3,\n",
-                                "1,a,b,yes,1,99999999999,3,\n", "1,\"a,b,yes,1,2,3,\n"}) {
+    const std::string header = "number,source,frame,kept,sharpness,origin_x,origin_y,flags,angle\n";
+    for (const char* damaged : {"", "number\n", "1,a,b,yes,1,2\n", "1,a,b,maybe,1,2,3,,0\n", "x,a,b,yes,1,2,3,,0\n",
+                                "1,a,b,yes,1,99999999999,3,,0\n", "1,a,b,yes,1,2,3,,nan\n", "1,\"a,b,yes,1,2,3,,0\n"}) {
         const bool alone = std::string(damaged).empty() || damaged[0] == 'n';
         ASSERT_TRUE(writeWholeFile(path, (alone ? "" : header) + damaged));
         EXPECT_FALSE(readFrameTable(path, read, problem)) << damaged;

@@ -66,11 +66,11 @@ def write_run(folder, chosen, with_table):
     if with_table:
         with open(folder / "frames.csv", "w", newline="", encoding="utf-8") as file:
             table = csv.writer(file)
-            table.writerow("number,source,frame,kept,sharpness,origin_x,origin_y,flags".split(","))
+            table.writerow("number,source,frame,kept,sharpness,origin_x,origin_y,flags,angle".split(","))
             for frame in chosen:
                 known = frame.flags if frame.flags in ("reference", "cut") else ""
                 table.writerow([frame.number, f"{nasty} {frame.number}.png", f"frame{frame.number}.bmp",
-                                "no" if known == "cut" else "yes", 1.5, *frame.origin, known])
+                                "no" if known == "cut" else "yes", 1.5, *frame.origin, known, 0])
     return subprocess.run([quillorne, "script.txt"], cwd=folder, stdin=subprocess.DEVNULL, capture_output=True,
                           check=True).stdout
 

@@ -99,6 +99,18 @@ class Stack(unittest.TestCase):
         self.assertFalse((folder / "pass2").exists())
         self.check_poses(folder)
 
+    def test_turning_stars_are_turned_back_as_measured(self):
+        make_series(self.series, "--kind", "stars", "--count", 8, "--width", 400, "--height", 300, "--seeing", 0,
+                    "--blur", 0.6, 1, "--drift", 6.3, -4.1, "--turn", 0.4)
+        folder, _ = self.stack("sum", "--turn")
+        self.check_poses(folder)
+        turns = [float(row["angle"]) for row in read_table(folder)]
+        self.assertGreater(max(turns) - min(turns), 2.6)
+        turned, (frame, exact) = read_table(folder)[0], self.measure(folder / "frame4.bmp", folder / "sum.fits")
+        self.assertLess(exact, frame)
+        # Compared with what the run read, not with what it was before it was turned back.
+        self.assertLessEqual(float(turned["after"]), 1.05 * float(turned["before"]))
+
     def test_nothing_is_done(self):
         self.series.mkdir()
         self.stack("no pictures", status=2)

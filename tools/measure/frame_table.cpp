@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -12,8 +13,8 @@
 
 namespace {
 
-constexpr const char* headerLine = "number,source,frame,kept,sharpness,origin_x,origin_y,flags";
-constexpr size_t fieldCount = 8;
+constexpr const char* headerLine = "number,source,frame,kept,sharpness,origin_x,origin_y,flags,angle";
+constexpr size_t fieldCount = 9;
 
 std::string quoteField(const std::string& text) {
     if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
@@ -73,7 +74,8 @@ bool parseRecord(const std::vector<std::string>& fields, FrameRecord& record) {
     record.flags.assign(std::istream_iterator<std::string>(words), {});
     int64_t originX = 0, originY = 0;
     if (!parseWhole(fields[0], record.number) || !parseDecimalField(fields[4], record.sharpness) ||
-        !parseWhole(fields[5], originX) || !parseWhole(fields[6], originY)) {
+        !parseWhole(fields[5], originX) || !parseWhole(fields[6], originY) ||
+        !parseDecimalField(fields[8], record.angle) || !std::isfinite(record.angle)) {
         return false;
     }
     record.originX = static_cast<int32_t>(originX);
@@ -121,7 +123,8 @@ bool writeFrameTable(const std::string& path, const std::vector<FrameRecord>& re
         for (const std::string& flag : record.flags) flags += (flags.empty() ? "" : " ") + flag;
         text += std::to_string(record.number) + "," + quoteField(record.source) + "," + quoteField(record.frame) +
                 (record.kept ? ",yes," : ",no,") + formatText("%.4f", record.sharpness) + "," +
-                std::to_string(record.originX) + "," + std::to_string(record.originY) + "," + quoteField(flags) + "\n";
+                std::to_string(record.originX) + "," + std::to_string(record.originY) + "," + quoteField(flags) +
+                formatText(",%.4f\n", record.angle);
     }
     return writeWholeFile(path, text);
 }

@@ -12,6 +12,7 @@ struct FrameRecord {
     bool kept = false;                 // it has a Source line in the script
     double sharpness = 0;              // as measured within the object, higher is sharper
     int32_t originX = 0, originY = 0;  // where the reference's origin lies in the BMP frame, whole pixels
+    double angle = 0;                  // degrees by which the BMP frame was turned back, about that origin
     std::vector<std::string> flags;    // single words; an ordinary good frame has none
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <numbers>
 #include <opencv2/core.hpp>
 
 #include "base/format_text.h"
@@ -11,6 +12,7 @@
 #include "measure/hot_pixels.h"
 #include "measure/selection.h"
 #include "measure/sky.h"
+#include "measure/turned_picture.h"
 
 namespace fs = std::filesystem;
 
@@ -18,7 +20,8 @@ namespace {
 
 constexpr double clippedShare = 1e-3;  // of a frame's values above the scale, from which it is flagged
 constexpr double hotShare = 0.6;       // of the frames that show a pixel alone, from which it is taken for hot
-constexpr double leastMove = 2;        // pixels; a star would have left its pixel by then
+constexpr double degreesPerRadian = 180 / std::numbers::pi;
+constexpr double leastMove = 2;  // pixels; a star would have left its pixel by then
 
 void planScale(const MeasuredSeries& measured, const PrepareOptions& options, FramePlan& plan) {
     if (options.scale) {
@@ -93,6 +96,7 @@ FramePlan planFrames(const MeasuredSeries& measured, const Placement& placement,
     FramePlan plan;
     planScale(measured, options, plan);
     planRepair(measured, placement, plan);
+    plan.turnBack = options.turn && measured.kind == ObjectKind::stars;
     plan.crop = options.crop ? chooseCrop(measured, placement) : measured.size;
     return plan;
 }
@@ -132,6 +136,10 @@ bool writeFrames(const MeasuredSeries& measured, const Placement& placement, con
         values += static_cast<int64_t>(frame.picture.total()) * frame.picture.channels();
         if (static_cast<double>(scaled.aboveCount) > clippedShare * static_cast<double>(frame.picture.total())) {
             record.flags.emplace_back("clipped");
+        }
+        if (plan.turnBack && record.number != series.reference) {
+            scaled.picture = turnBack(scaled.picture, placement.poses[i], placement.origins[i]);
+            record.angle = placement.poses[i].angle * degreesPerRadian;
         }
         if (record.number == series.reference) record.flags.emplace_back("reference");
         record.originX -= window.x;

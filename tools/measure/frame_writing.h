@@ -18,6 +18,7 @@ struct FramePlan {
     cv::Size crop;          // of the BMP frames
     cv::Mat repaired;       // CV_8U, not 0 for pixels that are replaced by what lies around them; empty: none
     std::string repairWhy;  // empty: nothing is repaired
+    bool turnBack = false;  // by the turns that were measured
 };
 
 [[nodiscard]] FramePlan planFrames(const MeasuredSeries& measured, const Placement& placement,

@@ -91,12 +91,11 @@ void placeOnStars(MeasuredSeries& measured, size_t reference, bool turn, Placeme
         const double height = std::max(0.0, 1 - std::abs(move.y) / measured.size.height);
         if (width * height < leastStarOverlap) measured.frames[i].flags.emplace_back("overlap");
     }
-    const Spread spread = measureSpread(measured, reference);
-    const std::vector<Star>& stars = measured.frames[reference].stars;
-    const cv::Size window = turn ? measured.size / 4 : cv::Size();
-    const cv::Rect area = findCommonOrigins(spread, measured.size, window);
-    const auto origin = turn ? chooseTurnOrigin(stars, area, window) : chooseStarOrigin(stars, area);
-    placement.referenceOrigin = origin.value_or(cv::Point(measured.size / 2));
+    const cv::Rect area = findCommonOrigins(measureSpread(measured, reference), measured.size, {});
+    placement.referenceOrigin = hasRoom(area) ? (area.tl() + area.br()) / 2 : cv::Point(measured.size / 2);
+    if (turn) return;  // round the middle: the less is turned out of the frames
+    placement.referenceOrigin =
+        chooseStarOrigin(measured.frames[reference].stars, area).value_or(placement.referenceOrigin);
 }
 
 void placeOnPlanet(const MeasuredSeries& measured, size_t reference, Placement& placement) {
@@ -120,10 +119,11 @@ Placement placeOrigins(MeasuredSeries& measured, size_t reference, bool turn) {
     const Place scene = placeInScene(base, {static_cast<double>(origin.x), static_cast<double>(origin.y)});
     for (const MeasuredFrame& frame : measured.frames) {
         const Place place = placeInFrame(frame.tracked.pose, scene);
+        const double angle = frame.tracked.pose.angle - base.angle;
         placement.origins.emplace_back(static_cast<int>(std::lround(place.x)), static_cast<int>(std::lround(place.y)));
+        placement.poses.push_back({place.x, place.y, angle});
         if (!isGood(frame)) continue;
         placement.scatter = std::max(placement.scatter, std::hypot(place.x - origin.x, place.y - origin.y));
-        const double angle = frame.tracked.pose.angle - base.angle;
         placement.smallestTurn = std::min(placement.smallestTurn, angle);
         placement.largestTurn = std::max(placement.largestTurn, angle);
     }

@@ -179,7 +179,7 @@ int prepareFrames(const PrepareOptions& options, PreparedSeries* result) {
 
     ScriptPlan plan = planScript(series, placement, options);
     const FrameRecord& chosen = series.frames[*reference];
-    plan.introduction = {kindWhy, keepWhy, framePlan.scaleWhy};
+    plan.introduction.insert(plan.introduction.begin(), {kindWhy, keepWhy, framePlan.scaleWhy});
     if (!framePlan.repairWhy.empty()) plan.introduction.push_back(framePlan.repairWhy);
     const double turn = std::max(placement.largestTurn, -placement.smallestTurn) * degreesPerRadian;
     if (!options.turn && turn > noticedTurn) {

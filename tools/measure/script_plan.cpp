@@ -14,33 +14,36 @@ constexpr double degreesPerRadian = 180 / std::numbers::pi;
 constexpr double defaultTurn = 2;       // degrees to either side, where turns cannot be measured
 constexpr int32_t centreTolerance = 3;  // pixels that the centre of an object may be wrong by when it turns
 
-void planAngle(const PreparedSeries& series, const Placement& placement, const PrepareOptions& options,
-               ScriptPlan& plan) {
-    double smallest = -defaultTurn, largest = defaultTurn;
-    if (options.maximumTurn > 0) {
-        smallest = -options.maximumTurn;
-        largest = options.maximumTurn;
-        plan.angleWhy =
-            formatText(tr("Angles up to %g degrees to either side, as asked for (--turn)."), options.maximumTurn);
-    } else if (series.kind == ObjectKind::stars) {
-        smallest = placement.smallestTurn * degreesPerRadian;
-        largest = placement.largestTurn * degreesPerRadian;
-        plan.angleWhy =
-            formatText(tr("The stars turn by %.2f to %.2f degrees against the reference."), smallest, largest);
-    } else {
-        plan.angleWhy = formatText(tr("The turn was not measured: %g degrees to either side are tried; --turn 5 tries "
-                                      "more."),
-                                   defaultTurn);
-    }
+// Angles that were not measured are searched.
+void planAngle(const PrepareOptions& options, ScriptPlan& plan) {
+    const double turn = options.maximumTurn > 0 ? options.maximumTurn : defaultTurn;
+    plan.angleWhy =
+        options.maximumTurn > 0
+            ? formatText(tr("Angles up to %g degrees to either side, as asked for (--turn)."), turn)
+            : formatText(tr("The turn was not measured: %g degrees to either side are tried; --turn 5 tries more."),
+                         turn);
     // Whole degrees are tried from the first on and refined by a little more than half a degree. The range ends half a
     // degree after the last, or rounding may drop that one.
-    plan.angle =
-        AngleRange{std::round(smallest), std::round(largest) + 0.5, series.kind == ObjectKind::stars ? 0.04 : 0.1};
-    plan.translation = series.kind == ObjectKind::stars ? 0 : centreTolerance;
-    plan.translationWhy = series.kind == ObjectKind::stars
-                              ? tr("No shift beside the origins: they were measured more exactly than whole degrees "
-                                   "let a shift be seen.")
-                              : tr("The origins are right within a pixel or two: shifts of up to 3 pixels are tried.");
+    plan.angle = AngleRange{-std::round(turn), std::round(turn) + 0.5, 0.1};
+    plan.translation = centreTolerance;
+    plan.translationWhy = tr("The origins are right within a pixel or two: shifts of up to 3 pixels are tried.");
+}
+
+// The alignment compares every other row, and bright stars outweigh all others by far: where the stars' own centres are
+// known to a fraction of a pixel, its search would be a step back by a pixel or two, or by a degree.
+void planMeasuredPlaces(const Placement& placement, const PrepareOptions& options, ScriptPlan& plan) {
+    plan.angle = AngleRange{0, 0.5, std::numeric_limits<double>::infinity()};
+    if (options.turn) {
+        plan.introduction.push_back(
+            formatText(tr("The frames were turned back by what the stars turn against the reference, %.2f to %.2f "
+                          "degrees, when they were written; frames.csv says by how much each."),
+                       placement.smallestTurn * degreesPerRadian, placement.largestTurn * degreesPerRadian));
+    }
+    plan.angleWhy =
+        tr("The origins come from the centres of many stars and are more exact than a search of shifts. "
+           "With this line none is made: the angle 0 is the only one tried, a resolution without end "
+           "(inf) leaves it as it is, and Translation holds. To search all the same, take it out.");
+    plan.translationWhy = tr("No shift beside the origins, which say where the reference's origin lies in each frame.");
 }
 
 }  // namespace
@@ -70,18 +73,10 @@ ScriptPlan planScript(const PreparedSeries& series, const Placement& placement, 
                                                 "within all frames, which move by up to %.0f pixels."),
                                              placement.divisor, placement.scatter);
     }
-    if (options.turn) {
-        planAngle(series, placement, options, plan);
-    } else if (series.kind == ObjectKind::stars) {
-        // The alignment compares every other row, and bright stars outweigh all others by far: where the stars' own
-        // centres are known to a fraction of a pixel, its search would be a step back by a pixel or two.
-        plan.angle = AngleRange{0, 0.5, std::numeric_limits<double>::infinity()};
-        plan.angleWhy =
-            tr("The origins come from the centres of many stars and are more exact than a search of shifts. "
-               "With this line none is made: the angle 0 is the only one tried, a resolution without end "
-               "(inf) leaves it as it is, and Translation holds. To search all the same, take it out.");
-        plan.translationWhy =
-            tr("No shift beside the origins, which say where the reference's origin lies in each frame.");
+    if (series.kind == ObjectKind::stars) {
+        planMeasuredPlaces(placement, options, plan);
+    } else if (options.turn) {
+        planAngle(options, plan);
     } else {
         plan.optiTranslation = placement.divisor;
     }

@@ -6,8 +6,8 @@
 #include "measure/prepare.h"
 #include "script/script_writer.h"
 
-/// The first script for a prepared series: settings from what was measured, each with its reason. Introduction and
-/// epilogue are left to the caller.
+/// The first script for a prepared series: settings from what was measured, each with its reason. What else the
+/// introduction says, and the epilogue, are left to the caller.
 [[nodiscard]] ScriptPlan planScript(const PreparedSeries& series, const Placement& placement,
                                     const PrepareOptions& options);
 

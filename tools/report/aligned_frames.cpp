@@ -163,7 +163,7 @@ Image readFrame(const RunScript& script, const FrameReport& frame) {
 }
 
 Image makeAlignedFrame(const RunScript& script, const FrameReport& frame, Image source) {
-    const auto angle = static_cast<float>(frame.angle * radiansPerDegree);
+    const auto angle = static_cast<float>((frame.angle - frame.turnedBefore) * radiansPerDegree);
     const Image aligned =
         makeAlignedImage(source, angle, static_cast<float>(frame.shiftX), static_cast<float>(frame.shiftY));
     releaseImage(source);

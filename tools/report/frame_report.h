@@ -16,7 +16,8 @@ struct FrameReport {
     bool aligned = false;  // the next three are known
     int32_t originX = 0, originY = 0;
     int32_t shiftX = 0, shiftY = 0;
-    double angle = 0;                     // degrees
+    double turnedBefore = 0;              // degrees by which the picture had been turned back when the run read it
+    double angle = 0;                     // degrees, what had been turned before included
     std::optional<double> before, after;  // mean cost of facing pixels, frame against reference
     std::vector<std::string> flags;
 };

@@ -79,6 +79,7 @@ FrameReport makeRow(const FrameRecord& record, const RunScript& script, std::vec
     frame.number = record.number;
     frame.source = record.source;
     frame.flags = record.flags;
+    frame.turnedBefore = record.angle;
     if (!record.frame.empty() || record.sharpness != 0) frame.sharpness = record.sharpness;
     for (size_t i = 0; i < script.entries.size() && frame.entry == 0 && !record.frame.empty(); ++i) {
         if (!sameFile(script.entries[i].source, record.frame)) continue;
@@ -125,9 +126,10 @@ void takeOutcome(FrameReport& frame, const RunScript& script, const Image& refer
     frame.kept = !hasFlag(frame, "rank");  // aligned in a first pass, but not sharp enough for the sum
     frame.shiftX = outcome.shiftX;
     frame.shiftY = outcome.shiftY;
-    frame.angle = turned ? outcome.angle : script.angleMin;
+    const double angle = turned ? outcome.angle : script.angleMin;
+    frame.angle = frame.turnedBefore + angle;
     const bool turnedToEnd =
-        turned && (frame.angle <= script.angleMin - refinedDegrees || frame.angle >= script.angleMax + refinedDegrees);
+        turned && (angle <= script.angleMin - refinedDegrees || angle >= script.angleMax + refinedDegrees);
     if (outcome.onLimit || turnedToEnd) addFlag(frame, "limit");
 }
 
