@@ -29,19 +29,20 @@ void planAngle(const PrepareOptions& options, ScriptPlan& plan) {
     plan.translationWhy = tr("The origins are right within a pixel or two: shifts of up to 3 pixels are tried.");
 }
 
-// The alignment compares every other row, and bright stars outweigh all others by far: where the stars' own centres are
-// known to a fraction of a pixel, its search would be a step back by a pixel or two, or by a degree.
+// The alignment compares every other row of a window, and bright places outweigh all others by far: where stars or the
+// whole ground were laid on each other to a fraction of a pixel, its search would be a step back by a pixel or two, or
+// by a degree.
 void planMeasuredPlaces(const Placement& placement, const PrepareOptions& options, ScriptPlan& plan) {
     plan.angle = AngleRange{0, 0.5, std::numeric_limits<double>::infinity()};
-    if (options.turn) {
+    if (options.turn) {  // stars only
         plan.introduction.push_back(
             formatText(tr("The frames were turned back by what the stars turn against the reference, %.2f to %.2f "
                           "degrees, when they were written; frames.csv says by how much each."),
                        placement.smallestTurn * degreesPerRadian, placement.largestTurn * degreesPerRadian));
     }
     plan.angleWhy =
-        tr("The origins come from the centres of many stars and are more exact than a search of shifts. "
-           "With this line none is made: the angle 0 is the only one tried, a resolution without end "
+        tr("The origins were measured on whole frames, or from the centres of many stars, and are more exact than a "
+           "search of shifts. With this line none is made: the angle 0 is the only one tried, a resolution without end "
            "(inf) leaves it as it is, and Translation holds. To search all the same, take it out.");
     plan.translationWhy = tr("No shift beside the origins, which say where the reference's origin lies in each frame.");
 }
@@ -73,13 +74,13 @@ ScriptPlan planScript(const PreparedSeries& series, const Placement& placement, 
                                                 "within all frames, which move by up to %.0f pixels."),
                                              placement.divisor, placement.scatter);
     }
-    if (series.kind == ObjectKind::stars) {
+    if (series.kind == ObjectKind::stars || (series.kind == ObjectKind::surface && !options.turn)) {
         planMeasuredPlaces(placement, options, plan);
     } else if (options.turn) {
         planAngle(options, plan);
-    } else {
-        plan.optiTranslation = placement.divisor;
     }
+    // Where nothing is searched, for who takes that line out, and for the passes that build on this one.
+    if (series.kind != ObjectKind::stars && !options.turn) plan.optiTranslation = placement.divisor;
     if (options.bend) {
         plan.blocks = chooseBlocks(series);
         plan.blocksWhy =
