@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <limits>
 
 #include "base/format_text.h"
 #include "base/messages.h"
 #include "script/script_tokens.h"
 
 namespace {
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
 
 // What the program makes of a line that lacks arguments.
 const char* explainMissing(CommandKind kind, size_t given) {
@@ -128,6 +131,8 @@ void checkArguments(const ScriptLine& line, std::vector<Finding>& findings) {
     }
     for (size_t i = 0; i < std::min(arguments.size(), command.arguments.size()); ++i) {
         const char form = command.arguments[i];
+        // Without end, the angles of whole degrees are taken as they are.
+        if (command.kind == CommandKind::angle && i == 2 && parseDecimal(arguments[i].c_str()) == infinity) continue;
         if (form == 'i' || form == 'd') checkNumber(line, arguments[i], form == 'd', findings);
         if (form == 'f' && arguments[i].find('\t') != std::string::npos)
             addError(findings, line.number, tr("a tab becomes part of the file name; put a blank in its place"));

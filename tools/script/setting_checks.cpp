@@ -39,7 +39,8 @@ void checkAngle(int line, const std::vector<std::string>& arguments, std::vector
             addWarning(findings, line, tr("both ends of the angle range are the same, no angle is searched"));
         return;
     }
-    if (arguments.size() >= 3 && parseDecimal(arguments[2].c_str()) > 1.0f)
+    const float resolution = arguments.size() >= 3 ? parseDecimal(arguments[2].c_str()) : 0.0f;
+    if (resolution > 1.0f && !std::isinf(resolution))
         addWarning(findings, line, tr("an angle resolution above one degree is coarser than the degrees tried before"));
     // The program adds whole degrees in single precision.
     const double degrees = largest - smallest;

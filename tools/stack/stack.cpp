@@ -8,6 +8,7 @@
 #include "base/messages.h"
 #include "parts/run.h"
 #include "report/report.h"
+#include "script/script_check.h"
 #include "stack/distortion.h"
 #include "stack/second_pass.h"
 
@@ -18,8 +19,21 @@ namespace {
 constexpr double largestEnlargement = 2e9;  // bytes of enlarged frames on the disk, from which frames stay as they are
 constexpr int fewestFrames = 3;             // whose mean is less distorted than each of them
 
-// One pass; false when it did not come to its end.
+// A script of our own that check finds fault with would come to nothing: a full disk, names that the program cannot
+// read. False when there is an error.
+bool checkPass(const std::string& folder) {
+    const std::string script = (fs::path(folder) / "script.txt").string();
+    const ScriptReview review = reviewScript(script, folder);
+    for (const Finding& finding : review.findings) {
+        const char* kind = finding.severity == Severity::error ? tr("error") : tr("warning");
+        printNotice("%s:%d: %s: %s", script.c_str(), std::max(finding.line, 1), kind, finding.text.c_str());
+    }
+    return review.isReadable && !hasError(review.findings);
+}
+
+// One pass; false when it was not begun or did not come to its end.
 bool runPass(const StackOptions& options, const std::string& folder, const char* label) {
+    if (!checkPass(folder)) return false;
     printNotice("%s", label);
     RunOptions run;
     run.script = "script.txt";
