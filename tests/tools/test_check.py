@@ -98,7 +98,7 @@ cases = [
     ("OptiTranslation: 12\n", [(3, "warning", "a window of 8 x 6")]),
     ("OptiTranslation: 90\n", [(3, "error", "a window of 1 x 0")]),
     ("Angle: 0 0.5 inf\n", []),
-    ("Angle: inf 0.5 0.1\n", [(3, "error", "no usable number")]),
+    ("Angle: inf 0.5 0.1\n", [(3, "error", "no usable number"), (3, "error", "reversed")]),
     ("Angle: 2 -2 0.1\n", [(3, "error", "write -2 2")]),
     ("Angle: -2.5 2.5 0.1\n", [(3, "warning", "the last degree, 2.5")]),
     ("Angle: -2 2 0\n", [(3, "error", "the run ends")]),
