@@ -32,8 +32,8 @@ using SumRow = RowCost (*)(const Pixel* a, const Pixel* b, size_t count);
 using EstimateRow = double (*)(const Pixel* a, const Pixel* b, size_t count);
 constexpr double estimateError = 0x1p-16;
 
-/// What a sum of estimates must exceed a limit by, as a factor, so that the exact score lies above the limit's: the error
-/// of the estimates, and as much again, which covers the roundings of score and pair count, 2^-24 each.
+/// What a sum of estimates must exceed a limit by, as a factor, so that the exact score lies above the limit's: the
+/// error of the estimates, and as much again, which covers the roundings of score and pair count, 2^-24 each.
 constexpr double estimateMargin = 1.0 + 2.0 * estimateError;
 
 struct RowKernel {
