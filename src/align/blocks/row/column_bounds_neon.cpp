@@ -64,7 +64,7 @@ struct SquareSums {
 };
 
 inline void addSquares(SquareSums& sums, int32x4_t e) {
-    const uint32x4_t bounded = vreinterpretq_u32_s32(vmaxq_s32(e, vdupq_n_s32(bendOffset)));
+    const uint32x4_t bounded = vreinterpretq_u32_s32(vmaxq_s32(e, vdupq_n_s32(squareOffset)));
     sums.low = vmlal_u32(sums.low, vget_low_u32(bounded), vget_low_u32(bounded));
     sums.high = vmlal_high_u32(sums.high, bounded, bounded);
 }
@@ -114,7 +114,7 @@ inline float32x4_t roundSums(const SquareSums& sums) {
 }
 
 inline void prepareStill8(const Pixel* pixels, uint32_t* factors, int32_t* norms) {
-    const PreparedPixels prepared = preparePixels(pixels, bendOffset);
+    const PreparedPixels prepared = preparePixels(pixels, squareOffset);
     const int16x8x2_t alternating = {
         {vnegq_s16(prepared.blue), packBytes(vnegq_s16(prepared.green), vnegq_s16(prepared.red))}};
     vst2q_s16(reinterpret_cast<int16_t*>(factors), alternating);
