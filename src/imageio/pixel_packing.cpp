@@ -24,7 +24,7 @@ void packPixelsPlain(const Pixel* row, uint8_t* bytes, size_t count) {
 // past the caches, in whole lines: a picture is larger than they are, and a line written whole need not be read first.
 constexpr size_t bytesPerLine = 64, bytesPerHalf = 12;
 // Pixels. The widest step reads a whole vector, a line long, where sixteen pixels of three bytes are its own.
-constexpr size_t reserve = (bytesPerLine - 16 * 3 + 2) / 3;
+constexpr size_t reserve = (bytesPerLine - size_t{16} * 3 + 2) / 3;
 
 size_t countToLineStart(const Pixel* row) {
     return (bytesPerLine - reinterpret_cast<uintptr_t>(row) % bytesPerLine) % bytesPerLine / sizeof(Pixel);

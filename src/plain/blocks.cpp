@@ -94,8 +94,8 @@ BlockMatch matchBlockFractionalStep(const BlockSearch& search, const Image& curr
 Displacement interpolateDisplacement(const BlockGrid& grid, int32_t x, int32_t y, int32_t spacing) {
     const Cell column = findCell(x, spacing, grid.columns), row = findCell(y, spacing, grid.rows);
     const float fx = column.fraction, fy = row.fraction;
-    const Displacement *first = grid.displacements + row.first * grid.columns,
-                       *second = grid.displacements + row.second * grid.columns;
+    const Displacement *first = grid.displacements + int64_t{row.first} * grid.columns,
+                       *second = grid.displacements + int64_t{row.second} * grid.columns;
     const auto mix = [&](float Displacement::*axis) {
         return (1 - fx) * (1 - fy) * first[column.first].*axis + fx * (1 - fy) * first[column.second].*axis +
                (1 - fx) * fy * second[column.first].*axis + fx * fy * second[column.second].*axis;

@@ -17,7 +17,8 @@ void tabulateRows(GroupBounds& bounds, const SearchPlan& plan) {
     bounds.movingRows.resize(static_cast<size_t>(plan.size) * places);
     for (size_t s = 0; s < places; ++s) {
         for (const AxisPiece& piece : {plan.down.shifts[s].before, plan.down.shifts[s].behind}) {
-            const int64_t zeroRow = bounds.moving.zeroRow[static_cast<size_t>(piece.fraction + plan.fractionsPerPixel)];
+            const int64_t zeroRow =
+                bounds.moving.zeroRow[static_cast<size_t>(int64_t{piece.fraction} + plan.fractionsPerPixel)];
             for (int64_t y = 0; y < piece.count; ++y) {
                 bounds.movingRows[static_cast<size_t>(piece.first + y) * places + bounds.downPlaces[s]] =
                     static_cast<int32_t>(zeroRow + piece.index + y);

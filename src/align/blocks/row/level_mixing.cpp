@@ -37,7 +37,7 @@ constexpr ShortDivisor makeShortDivisor(int32_t n) {
 // levels go; beyond them the quotient only has to stay beyond.
 constexpr bool dividesLevels(int32_t n) {
     const ShortDivisor divisor = makeShortDivisor(n);
-    const int64_t square = n * n, excess = divisor.factor * square - (int64_t{1} << (16 + divisor.shift));
+    const int64_t square = int64_t{n} * n, excess = divisor.factor * square - (int64_t{1} << (16 + divisor.shift));
     return excess >= 0 && 256 * square * excess < int64_t{1} << (16 + divisor.shift);
 }
 static_assert(dividesLevels(2) && dividesLevels(3) && dividesLevels(4) && dividesLevels(5) && dividesLevels(6) &&

@@ -116,7 +116,7 @@ void spanFractions(ShiftAxis& axis, int32_t n) {
     for (const AxisShift& shift : axis.shifts) {
         for (const AxisPiece& piece : {shift.before, shift.behind}) {
             if (piece.count == 0) continue;
-            addToSpan(spans[static_cast<size_t>(piece.fraction + n)], piece);
+            addToSpan(spans[static_cast<size_t>(int64_t{piece.fraction} + n)], piece);
             addToSpan(whole, piece);
         }
     }

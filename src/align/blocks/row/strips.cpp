@@ -72,7 +72,7 @@ void mixRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group
                                    reinterpret_cast<uint8_t*>(strip.lower.data()),
                                    reinterpret_cast<uint8_t*>(strip.upper.data()));
             if (plan.exact && !inside) dropUnknown(strip);
-            prepareRow(strip, plan.exact, strip.zeroRow[static_cast<size_t>(down.fraction + n)] + offset);
+            prepareRow(strip, plan.exact, strip.zeroRow[static_cast<size_t>(int64_t{down.fraction} + n)] + offset);
         }
     }
 }
@@ -110,7 +110,8 @@ void layOutRows(MovingStrip& strip, const SearchPlan& plan) {
     strip.rows = 0;
     strip.zeroRow.assign(2 * static_cast<size_t>(plan.fractionsPerPixel), 0);
     for (const FractionSpan& down : plan.down.fractions) {
-        strip.zeroRow[static_cast<size_t>(down.fraction + plan.fractionsPerPixel)] = strip.rows - down.firstOffset;
+        strip.zeroRow[static_cast<size_t>(int64_t{down.fraction} + plan.fractionsPerPixel)] =
+            strip.rows - down.firstOffset;
         strip.rows += down.lastOffset - down.firstOffset + 1;
     }
 }
