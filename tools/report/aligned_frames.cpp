@@ -85,7 +85,8 @@ double countMaskedPairs(const Image& a, const Image& b, const Overlap& overlap) 
 // cost, by which a frame that covers less would look better.
 std::optional<double> measureData(const Image& a, const Image& b) {
     constexpr double maskedCost = 0.005;
-    const Overlap overlap = findOverlap(a, b, int64_t{a.originX} - b.originX, int64_t{a.originY} - b.originY);
+    const int64_t offsetX = int64_t{a.originX} - b.originX, offsetY = int64_t{a.originY} - b.originY;
+    const Overlap overlap = findOverlap(a, b, offsetX, offsetY);
     const double pairs = static_cast<double>(overlap.width) * static_cast<double>(overlap.height);
     const double masked = countMaskedPairs(a, b, overlap);
     if (masked >= pairs) return std::nullopt;
