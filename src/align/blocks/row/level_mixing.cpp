@@ -83,15 +83,16 @@ static_assert(dividesLevels(2) && dividesLevels(3) && dividesLevels(4) && divide
 [[gnu::always_inline]] inline void mixDownLong(const uint16_t* above, const uint16_t* below, size_t count,
                                                const DownMix& mix, uint8_t* lower, uint8_t* upper) {
     const int32_t square = mix.n * mix.n, wholeStep = mix.exact ? 0 : 1;
+    const int32_t aboveWeight = mix.n - mix.fraction, belowWeight = mix.fraction;
     const float inverse = 1.0f / static_cast<float>(square);
     for (size_t i = 0; i < count; ++i) {
-        const int32_t sum = above[i] * (mix.n - mix.fraction) + below[i] * mix.fraction;
+        const int32_t sum = above[i] * aboveWeight + below[i] * belowWeight;
         // Half a part up: then at least that far from a whole level, much further than single precision rounds.
         const auto level = static_cast<int32_t>((static_cast<float>(sum) + 0.5f) * inverse);
-        const bool unknown = (above[i] == unknownMix) | (below[i] == unknownMix) | (sum < 0) | (level > 255);
-        const bool whole = (level * square == sum) & (level != 0);
-        lower[i] = static_cast<uint8_t>(unknown ? 0 : level - (whole ? wholeStep : 0));
-        upper[i] = static_cast<uint8_t>(unknown ? 255 : level);
+        const int32_t known = (above[i] != unknownMix) & (below[i] != unknownMix) & (sum >= 0) & (level <= 255);
+        const int32_t whole = (level * square == sum) & (level != 0);
+        lower[i] = static_cast<uint8_t>((level - whole * wholeStep) & -known);
+        upper[i] = static_cast<uint8_t>(level | (known - 1));
     }
 }
 

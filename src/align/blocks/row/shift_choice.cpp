@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <span>
 
+#include "align/blocks/row/level_mixing.h"
 #include "align/measure/difference.h"
 #include "align/sampling/row_sampling.h"
 
@@ -29,11 +31,47 @@ void sampleBlock(ScoringWork& work, const SearchPlan& plan, const BlockGroup& gr
     }
 }
 
+// Mixes the part of a block where two pieces meet from multiples of 1/n; false where a level is not known.
+bool mixPiece(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, int64_t x, const AxisPiece& across,
+              const AxisPiece& down) {
+    const int32_t n = plan.fractionsPerPixel;
+    const auto width = static_cast<size_t>(across.count), height = static_cast<size_t>(down.count);
+    const size_t mixesPerRow = width * sizeof(Pixel);
+    for (size_t row = 0; row <= height; ++row) {
+        const Pixel* from =
+            rowOf(group.moving, group.movingY + down.index + static_cast<int64_t>(row)) + x + across.index;
+        mixingKernel().mixAcross(from, width, across.fraction, n, work.mixes.data() + row * mixesPerRow);
+    }
+    const bool inside = across.fraction >= 0 && down.fraction >= 0;
+    mixingKernel().mixDown(work.mixes.data(), work.mixes.data() + mixesPerRow, height * mixesPerRow,
+                           {.fraction = down.fraction, .n = n, .exact = true, .inside = inside},
+                           reinterpret_cast<uint8_t*>(work.lower.data()),
+                           reinterpret_cast<uint8_t*>(work.upper.data()));
+    if (!inside && std::memcmp(work.lower.data(), work.upper.data(), height * width * sizeof(Pixel)) != 0) return false;
+    for (size_t row = 0; row < height; ++row) {
+        const auto to = static_cast<size_t>((down.first + static_cast<int64_t>(row)) * plan.size + across.first);
+        std::copy_n(work.lower.data() + row * width, width, work.candidate.data() + to);
+    }
+    return true;
+}
+
+// Samples the block in whole numbers where these are what the definition gives; false where they are not.
+bool mixBlock(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, int64_t x, const AxisShift& across,
+              const AxisShift& down) {
+    if (!plan.exact || plan.fractionsPerPixel == 1) return false;
+    for (const AxisPiece& rows : {down.before, down.behind}) {
+        for (const AxisPiece& columns : {across.before, across.behind}) {
+            if (rows.count > 0 && columns.count > 0 && !mixPiece(work, plan, group, x, columns, rows)) return false;
+        }
+    }
+    return true;
+}
+
 // The score of the block whose corner in the moving picture is at column x.
 float scoreShift(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, int64_t x, const AxisShift& across,
                  const AxisShift& down) {
     if (plan.sampled) {
-        sampleBlock(work, plan, group, x, across, down);
+        if (!mixBlock(work, plan, group, x, across, down)) sampleBlock(work, plan, group, x, across, down);
     } else {
         cutBlock(group.moving, x + across.behind.index, group.movingY + down.behind.index, plan.size,
                  work.candidate.data());
@@ -81,6 +119,9 @@ void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& g
     work.still.resize(pairs);
     work.candidate.resize(pairs + static_cast<size_t>(plan.samplesPerBlock));
     work.columns.resize(static_cast<size_t>(plan.samplesPerBlock));
+    work.mixes.resize(static_cast<size_t>((plan.size + 1) * plan.size) * sizeof(Pixel));
+    work.lower.resize(pairs);
+    work.upper.resize(pairs);
     for (int64_t b = 0; b < group.count; ++b) {
         cutBlock(group.still, group.stillX + b * group.spacing, group.stillY, plan.size, work.still.data());
         matches[b] =

@@ -9,6 +9,8 @@
 struct ScoringWork {
     std::vector<int32_t> columns;         // of the moving picture, of one shift across
     std::vector<Pixel> still, candidate;  // the pixels of a block, row after row
+    std::vector<uint16_t> mixes;          // of a piece of a block: across, and the row below
+    std::vector<Pixel> lower, upper;      // its levels
 };
 
 /// The matches of the blocks of a group, one a block: the shifts that their sums of squares leave are scored exactly,
