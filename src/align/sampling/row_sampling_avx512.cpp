@@ -44,12 +44,17 @@ struct Patch {
     return _mm512_mask_permutexvar_epi32(fromUpper, patch.lower, patch.column, _mm512_loadu_si512(lower));
 }
 
-// Eight pixels anywhere in the picture, whose index may need 64 bits; lanes outside the mask are without data.
+// The places in the picture of eight pixels, which may need 64 bits.
+[[TARGET_AVX512]] inline __m512i indexPixels8(const Image& source, __m256i x, __m256i y) {
+    const __m512i row = _mm512_mullo_epi64(_mm512_cvtepi32_epi64(y), _mm512_set1_epi64(source.width));
+    return _mm512_add_epi64(row, _mm512_cvtepi32_epi64(x));
+}
+
+// Eight pixels anywhere in the picture; lanes outside the mask are without data.
 [[TARGET_AVX512]] inline __m256i gatherPixels8(const Image& source, const Pixel* first, __mmask8 wanted, __m256i x,
                                                __m256i y) {
-    const __m512i row = _mm512_mullo_epi64(_mm512_cvtepi32_epi64(y), _mm512_set1_epi64(source.width));
-    const __m512i index = _mm512_add_epi64(row, _mm512_cvtepi32_epi64(x));
-    return _mm512_mask_i64gather_epi32(_mm256_setzero_si256(), wanted, index, first, sizeof(Pixel));
+    return _mm512_mask_i64gather_epi32(_mm256_setzero_si256(), wanted, indexPixels8(source, x, y), first,
+                                       sizeof(Pixel));
 }
 
 [[TARGET_AVX512]] inline __m512i gatherPixels(const Image& source, const Pixel* first, __mmask16 wanted, __m512i x,
@@ -59,6 +64,19 @@ struct Patch {
     const __m256i high = gatherPixels8(source, first, static_cast<__mmask8>(wanted >> 8),
                                        _mm512_extracti32x8_epi32(x, 1), _mm512_extracti32x8_epi32(y, 1));
     return _mm512_inserti32x8(_mm512_castsi256_si512(low), high, 1);
+}
+
+struct Pairs {
+    __m512i left, right;
+};
+
+// Sixteen pixels, each with its right neighbour.
+[[TARGET_AVX512]] inline Pairs gatherPairs(const Pixel* first, __m512i firstIndex, __m512i lastIndex) {
+    const __m512i low = _mm512_i64gather_epi64(firstIndex, first, sizeof(Pixel));
+    const __m512i high = _mm512_i64gather_epi64(lastIndex, first, sizeof(Pixel));
+    const __m512i lefts = _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30);
+    const __m512i rights = _mm512_add_epi32(lefts, _mm512_set1_epi32(1));
+    return {_mm512_permutex2var_epi32(low, lefts, high), _mm512_permutex2var_epi32(low, rights, high)};
 }
 
 struct Neighbours {
@@ -75,10 +93,11 @@ struct Neighbours {
         return {gatherPatch(patch, upper, middle), gatherPatch(patch, upper + 1, middle + 1),
                 gatherPatch(patch, middle, lower), gatherPatch(patch, middle + 1, lower + 1)};
     }
-    const Pixel* above = source.pixels;
-    const Pixel* below = above + source.width;
-    return {gatherPixels(source, above, 0xFFFF, x, y), gatherPixels(source, above + 1, 0xFFFF, x, y),
-            gatherPixels(source, below, 0xFFFF, x, y), gatherPixels(source, below + 1, 0xFFFF, x, y)};
+    const __m512i first = indexPixels8(source, _mm512_castsi512_si256(x), _mm512_castsi512_si256(y));
+    const __m512i last = indexPixels8(source, _mm512_extracti32x8_epi32(x, 1), _mm512_extracti32x8_epi32(y, 1));
+    const Pairs above = gatherPairs(source.pixels, first, last);
+    const Pairs below = gatherPairs(source.pixels + source.width, first, last);
+    return {above.left, above.right, below.left, below.right};
 }
 
 // One channel of the mix, in the order of mixByte; gx and gy are 1 - fx and 1 - fy.
