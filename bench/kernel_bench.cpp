@@ -94,27 +94,29 @@ void benchRowCosts(const Image& a, const Image& b) {
 void benchColumnBounds(const Image& a, const Image& b) {
     constexpr size_t rows = 33, shifts = 17, groups = count / MovingPixels::count, run = 33;
     std::vector<uint32_t> factors(countPixels(a));
-    std::vector<int32_t> norms(countPixels(a)), movingRows;
+    std::vector<int32_t> norms(countPixels(a)), movingRows, runs;
     std::vector<MovingPixels> moving(groups * height);
     std::vector<float> sums(shifts * count), totals;
     for (size_t y = 0; y < rows; ++y) {
-        for (size_t s = 0; s < shifts; ++s) movingRows.push_back(static_cast<int32_t>((y + s) * groups));
+        for (size_t s = 0; s < shifts; ++s) movingRows.push_back(static_cast<int32_t>(y + s));
+    }
+    for (size_t y = 0; y + runRows <= rows; y += runRows) {
+        for (size_t s = 0; s < shifts; ++s) runs.push_back(static_cast<int32_t>(shifts - s));
     }
     const auto prepareStill = [&] {
         columnKernel().prepareStill(a.pixels, countPixels(a), factors.data(), norms.data());
     };
     const auto prepareMoving = [&] {
         for (int32_t y = 0; y < height; ++y) {
-            MovingPixels* row = moving.data() + static_cast<size_t>(y) * groups;
-            columnKernel().prepareMoving(rowOf(b, y), count, row, 1);
+            columnKernel().prepareMoving(rowOf(b, y), count, moving.data() + y, height);
         }
     };
     const auto sumColumns = [&] {
         for (size_t group = 0; group < groups; ++group) {
             const size_t at = group * MovingPixels::count;
-            columnKernel().sumColumns(
-                {factors.data() + at, norms.data() + at, count, rows, moving.data() + group, movingRows.data(), shifts},
-                sums.data() + at, count);
+            columnKernel().sumColumns({factors.data() + at, norms.data() + at, count, rows,
+                                       moving.data() + group * height, movingRows.data(), runs.data(), shifts},
+                                      sums.data() + at, count);
         }
     };
     const auto addRuns = [&] {

@@ -102,8 +102,9 @@ TEST(OpenKernels, BoundTheCostOfEveryLevelBetween) {
             for (int32_t y = 0; y < rows; ++y)
                 for (int32_t s = 0; s < shifts; ++s) table.push_back(y + s);
             std::vector<float> sums(shifts * lanes);
-            openKernel().sumColumns({factors.data(), norms.data(), lanes, rows, prepared.data(), table.data(), shifts},
-                                    sums.data(), lanes);
+            openKernel().sumColumns(
+                {factors.data(), norms.data(), lanes, rows, prepared.data(), table.data(), nullptr, shifts},
+                sums.data(), lanes);
             if (level == VectorLevel::plain) plainSums = sums;
             for (int32_t s = 0; s < shifts; ++s) {
                 double cost = 0.0, sum = 0.0;

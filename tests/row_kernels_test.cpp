@@ -93,9 +93,13 @@ TEST(ColumnKernels, SumTheSquaresThatBoundTheCosts) {
             for (int32_t y = 0; y < height; ++y) kernel.prepareMoving(rowOf(b, y), lanes, &moving[size_t(y)], 1);
             for (int32_t y = 0; y < rows; ++y)
                 for (int32_t s = 0; s < shifts; ++s) table.push_back(y + s);
+            std::vector<int32_t> runs;  // broken off at some shifts, as fractions do
+            for (int32_t s = 0; s < rows / int32_t{runRows} * shifts; ++s) runs.push_back(round % 3 * (14 - s % 14));
+            for (int32_t& run : runs) run = std::min(run, shifts - static_cast<int32_t>(&run - runs.data()) % shifts);
             std::vector<float> sums(shifts * lanes), totals(shifts, 1.0f);
-            kernel.sumColumns({factors.data(), norms.data(), lanes, rows, moving.data(), table.data(), shifts},
-                              sums.data(), lanes);
+            kernel.sumColumns(
+                {factors.data(), norms.data(), lanes, rows, moving.data(), table.data(), runs.data(), shifts},
+                sums.data(), lanes);
             kernel.addRuns(sums.data(), lanes, lanes - 3, totals.data(), shifts);
             for (int32_t s = 0; s < shifts; ++s) {
                 double squares = 0.0, cost = 0.0;

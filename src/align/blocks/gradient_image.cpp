@@ -5,7 +5,8 @@
 #include <cstring>
 #include <vector>
 
-// The grey levels are laid out by themselves and pixels are taken as words, for compilers to find vectors in both loops.
+// The grey levels are laid out by themselves and pixels are taken as words, for compilers to find vectors in both
+// loops.
 
 namespace {
 

@@ -33,14 +33,19 @@ using PrepareStill = void (*)(const Pixel* pixels, size_t count, uint32_t* facto
 /// Prepares pixels of a moving picture, as many as fill records, which lie stride apart.
 using PrepareMoving = void (*)(const Pixel* pixels, size_t count, MovingPixels* moving, size_t stride);
 
+/// Block rows whose squares are summed together at a run of shifts.
+constexpr size_t runRows = 4;
+
 /// Sixteen columns of still pixels, rows apart by stride, and where their rows face a moving picture at several shifts:
-/// row y at shift s is moving[movingRows[y * shifts + s]].
+/// row y at shift s is moving[movingRows[y * shifts + s]]. Runs, which kernels of column_bounds may use: from shift s
+/// on, runs[g * shifts + s] shifts, 0 or more, show the runRows rows from g * runRows on one moving row further each,
+/// so that they share what they look at.
 struct FacingColumns {
     const uint32_t* factors;
     const int32_t* norms;
     size_t stride, rows;
     const MovingPixels* moving;
-    const int32_t* movingRows;
+    const int32_t *movingRows, *runs;
     size_t shifts;
 };
 

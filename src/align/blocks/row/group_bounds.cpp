@@ -27,6 +27,25 @@ void tabulateRows(GroupBounds& bounds, const SearchPlan& plan) {
     }
 }
 
+// How many shifts follow on each other from a place down on (FacingColumns); rows before the corner do not.
+void tabulateRuns(GroupBounds& bounds, const SearchPlan& plan) {
+    const size_t places = plan.down.shifts.size(), groups = static_cast<size_t>(plan.size) / runRows;
+    std::vector<size_t> corners(places);  // the first row behind the corner, by place
+    for (size_t s = 0; s < places; ++s) {
+        corners[bounds.downPlaces[s]] = static_cast<size_t>(plan.down.shifts[s].before.count);
+    }
+    bounds.runs.assign(groups * places, 0);
+    for (size_t g = 0; g < groups; ++g) {
+        const int32_t* first = bounds.movingRows.data() + g * runRows * places;
+        int32_t run = 0;
+        for (size_t place = places; place-- > 0;) {
+            const bool goesOn = place + 1 < places && first[place + 1] == first[place] + 1;
+            run = corners[place] > g * runRows ? 0 : goesOn ? run + 1 : 1;
+            bounds.runs[g * places + place] = run;
+        }
+    }
+}
+
 // The sums of squares down all columns of the still strip where one piece of a shift across applies.
 void sumColumns(GroupBounds& bounds, const SearchPlan& plan, const AxisPiece& piece) {
     constexpr auto lanes = static_cast<int64_t>(MovingPixels::count);
@@ -43,6 +62,7 @@ void sumColumns(GroupBounds& bounds, const SearchPlan& plan, const AxisPiece& pi
              .rows = static_cast<size_t>(plan.size),
              .moving = bounds.moving.prepared.data() + x / lanes * bounds.moving.rows,
              .movingRows = bounds.movingRows.data(),
+             .runs = bounds.runs.data(),
              .shifts = plan.down.shifts.size()},
             bounds.columnSums.data() + at, bounds.still.stride);
     }
@@ -71,6 +91,7 @@ void prepareBounds(GroupBounds& bounds, const SearchPlan& plan) {
     bounds.downPlaces.resize(order.size());
     for (size_t place = 0; place < order.size(); ++place) bounds.downPlaces[order[place]] = place;
     tabulateRows(bounds, plan);
+    tabulateRuns(bounds, plan);
 }
 
 int64_t countGroupBlocks(const SearchPlan& plan) {

@@ -14,6 +14,7 @@ struct GroupBounds {
     MovingStrip moving;
     std::vector<size_t> downPlaces;   // of each shift down, its place among the sums: those of one fraction together
     std::vector<int32_t> movingRows;  // of every row of a block and place down, the first row of a block first
+    std::vector<int32_t> runs;        // of every four rows of a block and place down
     std::vector<float> columnSums;    // of one shift across
     std::vector<float> squares;       // by block, then by shift across, then by place down
 };
