@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr double sky = 6.0;
-
 // Lengths on the disc are in radii. A belt darkens the zones: fully in its middle, not at all beyond its edge.
 struct Belt {
     double latitude, halfWidth, depth;
@@ -66,7 +64,7 @@ Light lookAtClouds(double x, double y, double facing, uint32_t seed) {
 }
 
 Light lookAtSky(double x, double y, double radius) {
-    double light = sky;
+    double light = darkSky;
     for (const Moon& moon : moons) {
         const double u = (x - moon.x * radius) / 3.2, v = (y - moon.y * radius) / 3.2;
         const double width = 1.0 + u * u + v * v;

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr double discRadius = 45.0, sky = 6.0;  // pixels, levels
+constexpr double discRadius = 45.0;  // pixels
 
 cv::Vec3f toPlanes(const Light& light) {
     return {static_cast<float>(light.blue), static_cast<float>(light.green), static_cast<float>(light.red)};
@@ -42,7 +42,7 @@ Scene makeGround(cv::Size points, double crescentRadius, uint32_t seed) {
                 const double facing = std::sqrt(std::max(0.0, 1.0 - u * u - v * v));
                 const double sunlight = std::max(0.0, 0.85 * u - 0.35 * facing);  // the sun to the right, behind
                 const double coverage = std::clamp((1.0 - std::hypot(u, v)) * crescentRadius + 0.5, 0.0, 1.0);
-                light = sky + light * 1.8 * coverage * sunlight;
+                light = darkSky + light * 1.8 * coverage * sunlight;
                 scene.object.at<uint8_t>(row, column) = coverage * sunlight > 0.0 ? 255 : 0;
             }
             scene.light.at<cv::Vec3f>(row, column) = toPlanes({light, light * 0.97, light * 0.92});

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <numbers>
 #include <opencv2/core.hpp>
 
 #include "base/format_text.h"
@@ -10,6 +9,7 @@
 #include "base/progress_bar.h"
 #include "measure/bmp_frame.h"
 #include "measure/hot_pixels.h"
+#include "measure/pose.h"
 #include "measure/selection.h"
 #include "measure/sky.h"
 #include "measure/turned_picture.h"
@@ -20,7 +20,6 @@ namespace {
 
 constexpr double clippedShare = 1e-3;  // of a frame's values above the scale, from which it is flagged
 constexpr double hotShare = 0.6;       // of the frames that show a pixel alone, from which it is taken for hot
-constexpr double degreesPerRadian = 180 / std::numbers::pi;
 constexpr double leastMove = 2;  // pixels; a star would have left its pixel by then
 
 void planScale(const MeasuredSeries& measured, const PrepareOptions& options, FramePlan& plan) {

@@ -6,8 +6,8 @@
 
 namespace {
 
-constexpr double noiseSigmas = 5;
-constexpr int tileCount = 8;
+constexpr double hotSigmas = 5;
+constexpr int localTiles = 8;
 
 }  // namespace
 
@@ -16,7 +16,7 @@ void countSpikes(const cv::Mat& grey, cv::Mat& counts) {
     cv::Mat highest, lowest;
     cv::dilate(grey, highest, neighbours);
     cv::erode(grey, lowest, neighbours);
-    const double limit = noiseSigmas * measureSky(grey, tileCount).noise;
+    const double limit = hotSigmas * measureSky(grey, localTiles).noise;
     cv::Mat spikes = (grey > highest + limit) | (grey < lowest - limit);
     if (counts.empty()) counts = cv::Mat::zeros(grey.size(), CV_32S);
     cv::add(counts, cv::Scalar(1), counts, spikes);

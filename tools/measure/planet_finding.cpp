@@ -11,8 +11,8 @@
 namespace {
 
 constexpr int largestWorkingSize = 1280;  // pixels; larger frames are averaged down, a centre stays as exact
-constexpr int tileCount = 16;
-constexpr double noiseSigmas = 5;
+constexpr int skyTiles = 16;
+constexpr double planetSigmas = 5;
 constexpr double edgeLevel = 0.35;  // of the object's mean: above halos and moons' glare, below its own limb
 
 struct Piece {
@@ -78,7 +78,7 @@ WorkingFrame makeWorkingFrame(const cv::Mat& grey) {
         cv::resize(clean(whole), clean, whole.size() / frame.factor, 0, 0, cv::INTER_AREA);
     }
     cv::GaussianBlur(clean, clean, {5, 5}, 1.0);
-    const Sky sky = measureSky(clean, tileCount);
+    const Sky sky = measureSky(clean, skyTiles);
     frame.noise = sky.noise;
     frame.sky = fitSky(sky, clean.size());
     cv::subtract(clean, frame.sky, frame.excess);
@@ -92,7 +92,7 @@ PlanetFix findPlanet(const cv::Mat& grey) {
     const cv::Mat& excess = frame.excess;
     double largest = 0;
     cv::minMaxIdx(excess, nullptr, &largest);
-    const double noiseLevel = std::max(noiseSigmas * frame.noise, 0.04 * largest);
+    const double noiseLevel = std::max(planetSigmas * frame.noise, 0.04 * largest);
     const Piece around = pickLargestPiece(excess > noiseLevel);
     if (around.area < 3) return {};
     const cv::Mat region = excess(around.box);

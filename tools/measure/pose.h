@@ -1,5 +1,9 @@
 #pragma once
 
+#include <numbers>
+
+constexpr double degreesPerRadian = 180 / std::numbers::pi;
+
 /// How a frame lies against the scene: the scene's point (u, v) stands in the frame at (x, y) + (u, v) turned by angle,
 /// turned as the alignment turns: (u cos - v sin, u sin + v cos), rows downward.
 struct Pose {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <numbers>
 
 #include "base/format_text.h"
 #include "base/messages.h"
@@ -11,6 +10,7 @@
 #include "frames/frame_series.h"
 #include "measure/frame_writing.h"
 #include "measure/placement.h"
+#include "measure/pose.h"
 #include "measure/script_plan.h"
 #include "measure/selection.h"
 #include "measure/series_measure.h"
@@ -21,7 +21,6 @@ namespace {
 
 constexpr size_t listedFrames = 20;   // left-out frames named one by one on the console; frames.csv has them all
 constexpr double noticedTurn = 0.15;  // degrees, from which a turn without --turn is worth a word
-constexpr double degreesPerRadian = 180 / std::numbers::pi;
 
 // Makes the folder, or says why nothing may be written there.
 bool openFolder(const PrepareOptions& options) {

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numbers>
 
 #include "base/format_text.h"
 #include "base/messages.h"
+#include "measure/pose.h"
 
 namespace {
 
-constexpr double degreesPerRadian = 180 / std::numbers::pi;
 constexpr double defaultTurn = 2;       // degrees to either side, where turns cannot be measured
 constexpr int32_t centreTolerance = 3;  // pixels that the centre of an object may be wrong by when it turns
 

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int tileSize = 24;  // pixels; the sky follows what changes more slowly
-constexpr double noiseSigmas = 6;
+constexpr double starSigmas = 6;
 constexpr int reach = 4;             // pixels from the middle of a star that count as its own
 constexpr double spikeRatio = 0.22;  // a neighbour below this part of the peak: sharper than any star's image
 
@@ -95,7 +95,7 @@ Star measureStar(const FlatSky& flat, cv::Point peak) {
 
 StarField findStars(const cv::Mat& grey, int maximum) {
     const FlatSky flat = flattenSky(grey);
-    const double level = noiseSigmas * flat.smoothNoise;
+    const double level = starSigmas * flat.smoothNoise;
     StarField field;
     for (const cv::Point& peak : listPeaks(flat.smooth, level)) {
         const bool inside = peak.x > 2 && peak.y > 2 && peak.x < grey.cols - 3 && peak.y < grey.rows - 3;

@@ -17,7 +17,7 @@ std::string heading(const std::string& text) {
     return "<h2>" + escapeHtml(text) + "</h2>\n";
 }
 
-std::string formatKnown(const std::optional<double>& value) {
+std::string showKnown(const std::optional<double>& value) {
     return value ? formatText(*value >= 1000 ? "%.0f" : "%.4g", *value) : "";
 }
 
@@ -34,8 +34,8 @@ std::string describeFrame(const FrameReport& frame) {
     std::string text =
         nameFrame(frame) + formatText(tr("; shift %d, %d; angle %.2f°"), frame.shiftX, frame.shiftY, frame.angle);
     if (frame.before && frame.after) {
-        text += formatText(tr("; difference %s before, %s after"), formatKnown(frame.before).c_str(),
-                           formatKnown(frame.after).c_str());
+        text += formatText(tr("; difference %s before, %s after"), showKnown(frame.before).c_str(),
+                           showKnown(frame.after).c_str());
     }
     for (const std::string& flag : frame.flags) text += "; " + flag;
     return text;
@@ -146,10 +146,10 @@ std::string writeTable(const std::vector<FrameReport>& frames) {
         text += isDoubtful(frame) ? "<tr class=\"doubtful\">" : frame.kept ? "<tr>" : "<tr class=\"left\">";
         text += formatText("<td class=\"text\">%lld ", static_cast<long long>(frame.number)) +
                 escapeHtml(frame.source) + "</td><td>" + escapeHtml(frame.kept ? tr("yes") : tr("no")) + "</td><td>" +
-                formatKnown(frame.sharpness) + "</td><td>" +
+                showKnown(frame.sharpness) + "</td><td>" +
                 (frame.aligned ? formatText("%d, %d</td><td>%.2f°", frame.shiftX, frame.shiftY, frame.angle)
                                : "</td><td>") +
-                "</td><td>" + formatKnown(frame.before) + "</td><td>" + formatKnown(frame.after) +
+                "</td><td>" + showKnown(frame.before) + "</td><td>" + showKnown(frame.after) +
                 "</td><td class=\"text\">" + escapeHtml(flags) + "</td></tr>\n";
     }
     return text + "</table></div>\n";
