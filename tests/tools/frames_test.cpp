@@ -58,12 +58,12 @@ TEST_F(Frames, FilmsGiveFrameAfterFrame) {
     }
 }
 
-struct RangeCase {
+struct FilmRangeCase {
     const char* what;
     Encoding encoding;
     int expected;  // in every channel
 };
-const RangeCase rangeCases[] = {
+const FilmRangeCase rangeCases[] = {
     {"JPEG, black", {AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ420P, nullptr, AVCOL_RANGE_JPEG, 0}, 0},
     {"JPEG, white", {AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ444P, nullptr, AVCOL_RANGE_JPEG, 255}, 255},
     {"JPEG, grey", {AV_CODEC_ID_MJPEG, AV_PIX_FMT_YUVJ422P, nullptr, AVCOL_RANGE_JPEG, 200}, 200},
@@ -83,7 +83,7 @@ const RangeCase rangeCases[] = {
 };
 
 TEST_F(Frames, BrightnessHasTheFullRange) {
-    for (const RangeCase& range : rangeCases) {
+    for (const FilmRangeCase& range : rangeCases) {
         const std::string file = at("range");
         writeEncoded(file, range.encoding, {32, 16}, 1);
         const std::vector<FrameResult> frames = readAll({file});
