@@ -20,7 +20,7 @@ extern "C" const char* __asan_default_options() {
 
 namespace {
 
-constexpr int32_t width = 7, height = 5, imageCount = 9;
+constexpr int32_t sumWidth = 7, sumHeight = 5, imageCount = 9;
 char name[] = "caf\xC3\xA9 100%.bmp";
 
 // A run state of so many images, and what its parts have in common.
@@ -32,8 +32,8 @@ RunIdentity prepareRun(bool hasComposite) {
     return {.script = "script's digest",
             .reference = "reference's digest",
             .images = imageCount,
-            .width = hasComposite ? width : 0,
-            .height = hasComposite ? height : 0};
+            .width = hasComposite ? sumWidth : 0,
+            .height = hasComposite ? sumHeight : 0};
 }
 
 std::vector<ImageRecord> makeRecords(int32_t first, int32_t last) {
@@ -58,7 +58,7 @@ std::vector<ImageRecord> makeRecords(int32_t first, int32_t last) {
 // Every value another one, so that a swapped plane or a turned picture shows.
 std::vector<CompositeSum> makeSums(uint32_t factor) {
     std::vector<CompositeSum> sums;
-    for (uint32_t i = 0; i < width * height; ++i)
+    for (uint32_t i = 0; i < sumWidth * sumHeight; ++i)
         sums.push_back({factor * i, factor * (i + 40), factor * (i + 80), factor});
     return sums;
 }
@@ -112,7 +112,7 @@ TEST(PartFile, IsStandardFits) {
     fits_movabs_hdu(file, 1, &type, &status);
     int32_t corner = 0;  // the first sample is the bottom row's of the red plane
     fits_read_img(file, TINT, 1, 1, nullptr, &corner, nullptr, &status);
-    EXPECT_EQ(corner, (height - 1) * width + 80);
+    EXPECT_EQ(corner, (sumHeight - 1) * sumWidth + 80);
     fits_close_file(file, &status);
     EXPECT_EQ(status, 0);
 }
