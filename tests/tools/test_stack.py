@@ -3,6 +3,7 @@
 import csv
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import unittest
@@ -82,6 +83,27 @@ class Stack(unittest.TestCase):
         script = (folder / "pass2/script.txt").read_text()
         self.assertNotIn("Bloc:", script)
         self.assertEqual(script.count("\nSource: ../frame"), 5)
+        # A report by hand says the same; that of the first script, run again by hand, says what that summed.
+        table = (folder / "table.csv").read_text()
+        self.assertEqual(run(tools, "report", folder, "--force").returncode, 1)
+        self.assertEqual((folder / "table.csv").read_text(), table)
+        done = run("env", "-C", folder, tools, "run", "script.txt", "--force")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        run(tools, "report", folder, "--force")
+        self.assertEqual([row["kept"] for row in read_table(folder)], 10 * ["yes"])
+
+    def test_table_holds_the_shifts_of_the_last_pass(self):
+        """Half pixels, in enlarged frames."""
+        make_series(self.series, "--count", 9, "--width", 240, "--height", 200, "--noise", 0.5, "--seeing", 0.2)
+        folder, _ = self.stack("sum", "--no-bend", status=(0, 1))
+        places = [tuple(2 * (int(row[f"origin_{axis}"]) + float(row[f"shift_{axis}"])) for axis in "xy")
+                  for row in read_table(folder)]
+        sources = re.findall(r"^Source: frame\d+.bmp \S+ (\S+) (\S+)", (folder / "pass2/script.txt").read_text(), re.M)
+        shifts = (folder / "pass2/shift.lst").read_text().split("\n")
+        expected = [tuple(int(a) + int(b) for a, b in zip(source, shift.split()))
+                    for source, shift in zip(sources, shifts)]
+        self.assertEqual(places, expected)
+        self.assertTrue(any(place % 2 for frame in places for place in frame), places)
 
     def test_frames_cut_by_the_border_are_named(self):
         make_series(self.series, "--kind", "disc", "--count", 7, "--width", 220, "--height", 140, "--drift", 25, 0,

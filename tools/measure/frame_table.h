@@ -9,7 +9,7 @@ struct FrameRecord {
     int64_t number = 0;                // in the order read, from 1
     std::string source;                // the input path, "#12" behind it for frame 12 of a film
     std::string frame;                 // the BMP file in the folder; empty: none was written
-    bool kept = false;                 // it has a Source line in the script
+    bool kept = false;                 // it has a Source line in the script, or in that of the last pass
     double sharpness = 0;              // as measured within the object, higher is sharper
     int32_t originX = 0, originY = 0;  // where the reference's origin lies in the BMP frame, whole pixels
     double angle = 0;                  // degrees by which the BMP frame was turned back, about that origin

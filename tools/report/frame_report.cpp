@@ -133,9 +133,9 @@ void flagDoubtfulFrames(std::vector<FrameReport>& frames) {
     }
     if (aligned.size() >= 5) {
         flagJumps(
-            aligned, [](const FrameReport& frame) { return static_cast<double>(frame.shiftX); }, smallestJump);
+            aligned, [](const FrameReport& frame) { return frame.shiftX; }, smallestJump);
         flagJumps(
-            aligned, [](const FrameReport& frame) { return static_cast<double>(frame.shiftY); }, smallestJump);
+            aligned, [](const FrameReport& frame) { return frame.shiftY; }, smallestJump);
         flagJumps(
             aligned, [](const FrameReport& frame) { return frame.angle; }, smallestTurn);
     }
@@ -149,7 +149,7 @@ std::string formatTable(const std::vector<FrameReport>& frames) {
     for (const FrameReport& frame : frames) {
         table += formatText("%lld,", static_cast<long long>(frame.number)) + quoteField(frame.source) + ',' +
                  quoteField(frame.result) + (frame.kept ? ",yes," : ",no,") + formatKnown(frame.sharpness) + ',';
-        table += frame.aligned ? formatText("%d,%d,%d,%d,%.3f,", frame.originX, frame.originY, frame.shiftX,
+        table += frame.aligned ? formatText("%d,%d,%g,%g,%.3f,", frame.originX, frame.originY, frame.shiftX,
                                             frame.shiftY, frame.angle)
                                : ",,,,,";
         table += formatKnown(frame.before) + ',' + formatKnown(frame.after) + ',';

@@ -15,7 +15,7 @@ struct FrameReport {
     std::optional<double> sharpness;
     bool aligned = false;  // the next three are known
     int32_t originX = 0, originY = 0;
-    int32_t shiftX = 0, shiftY = 0;
+    double shiftX = 0, shiftY = 0;        // whole pixels, or halves of them where enlarged frames were aligned
     double turnedBefore = 0;              // degrees by which the picture had been turned back when the run read it
     double angle = 0;                     // degrees, what had been turned before included
     std::optional<double> before, after;  // mean cost of facing pixels, frame against reference

@@ -32,7 +32,7 @@ std::string nameFrame(const FrameReport& frame) {
 // What is to be seen of a frame, in a line under its picture.
 std::string describeFrame(const FrameReport& frame) {
     std::string text =
-        nameFrame(frame) + formatText(tr("; shift %d, %d; angle %.2f°"), frame.shiftX, frame.shiftY, frame.angle);
+        nameFrame(frame) + formatText(tr("; shift %g, %g; angle %.2f°"), frame.shiftX, frame.shiftY, frame.angle);
     if (frame.before && frame.after) {
         text += formatText(tr("; difference %s before, %s after"), showKnown(frame.before).c_str(),
                            showKnown(frame.after).c_str());
@@ -147,7 +147,7 @@ std::string writeTable(const std::vector<FrameReport>& frames) {
         text += formatText("<td class=\"text\">%lld ", static_cast<long long>(frame.number)) +
                 escapeHtml(frame.source) + "</td><td>" + escapeHtml(frame.kept ? tr("yes") : tr("no")) + "</td><td>" +
                 showKnown(frame.sharpness) + "</td><td>" +
-                (frame.aligned ? formatText("%d, %d</td><td>%.2f°", frame.shiftX, frame.shiftY, frame.angle)
+                (frame.aligned ? formatText("%g, %g</td><td>%.2f°", frame.shiftX, frame.shiftY, frame.angle)
                                : "</td><td>") +
                 "</td><td>" + showKnown(frame.before) + "</td><td>" + showKnown(frame.after) +
                 "</td><td class=\"text\">" + escapeHtml(flags) + "</td></tr>\n";

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "base/format_text.h"
 #include "base/messages.h"
@@ -14,7 +12,7 @@
 #include "report/page.h"
 #include "report/page_pictures.h"
 #include "report/plots.h"
-#include "report/run_log.h"
+#include "report/run_files.h"
 
 namespace {
 
@@ -23,51 +21,6 @@ namespace fs = std::filesystem;
 // What lies at both ends of the searched angles: the coarse search goes by whole degrees, the refinement half a degree
 // further.
 constexpr double refinedDegrees = 0.5;
-
-struct RunFiles {
-    std::string script, log;
-    std::string problem;
-};
-
-std::string readText(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::string nameLog(const fs::path& script) {
-    fs::path log = script;
-    return log.replace_extension(".log").string();
-}
-
-// In a folder the last pass that was run.
-RunFiles findRun(const ReportOptions& options) {
-    RunFiles run;
-    run.script = options.target;
-    run.log = options.log;
-    if (fs::is_directory(options.target)) {
-        run.script.clear();
-        for (int pass = 1; pass < 100; ++pass) {
-            const fs::path script =
-                fs::path(options.target) / (pass == 1 ? "script.txt" : formatText("script%d.txt", pass));
-            if (fs::exists(script) && (fs::exists(nameLog(script)) || !options.log.empty()))
-                run.script = script.string();
-        }
-        if (run.script.empty()) {
-            run.problem = formatText(tr("%s holds no script with its log; run its script with quillorne-tools run."),
-                                     options.target.c_str());
-            return run;
-        }
-    }
-    if (run.log.empty()) run.log = nameLog(run.script);
-    if (!fs::is_regular_file(run.script)) {
-        run.problem = formatText(tr("%s is neither a folder nor a script."), run.script.c_str());
-    } else if (!fs::is_regular_file(run.log)) {
-        run.problem = formatText(tr("%s, the console of the run, is not there; keep it with quillorne %s > FILE and "
-                                    "name it with --log FILE."),
-                                 run.log.c_str(), run.script.c_str());
-    }
-    return run;
-}
 
 bool sameFile(const std::string& a, const std::string& b) {
     return fs::path(a).lexically_normal() == fs::path(b).lexically_normal();
@@ -123,7 +76,7 @@ void takeOutcome(FrameReport& frame, const RunScript& script, const Image& refer
     if (!outcome.aligned) return addFlag(frame, "unfinished");
     const bool turned = script.angleMin != script.angleMax;
     frame.aligned = true;
-    frame.kept = !hasFlag(frame, "rank");  // aligned in a first pass, but not sharp enough for the sum
+    frame.kept = true;
     frame.shiftX = outcome.shiftX;
     frame.shiftY = outcome.shiftY;
     const double angle = turned ? outcome.angle : script.angleMin;
@@ -131,6 +84,23 @@ void takeOutcome(FrameReport& frame, const RunScript& script, const Image& refer
     const bool turnedToEnd =
         turned && (angle <= script.angleMin - refinedDegrees || angle >= script.angleMax + refinedDegrees);
     if (outcome.onLimit || turnedToEnd) addFlag(frame, "limit");
+}
+
+// A frame that the first pass aligned, and what the pass made of it that the sum comes from. Its shift is told in
+// pixels of the frames, against the origin that the first script gives.
+void takeFurtherPass(FrameReport& frame, const FurtherPass& pass) {
+    frame.kept = false;
+    for (size_t i = 0; i < pass.script.entries.size(); ++i) {
+        const ScriptEntry& entry = pass.script.entries[i];
+        if (entry.result != frame.result) continue;
+        const auto found = pass.log.entries.find(static_cast<int32_t>(i + 1));
+        if (found == pass.log.entries.end() || !found->second.aligned) return addFlag(frame, "unfinished");
+        frame.kept = true;
+        frame.shiftX = (entry.originX + found->second.shiftX) / pass.enlarge - frame.originX;
+        frame.shiftY = (entry.originY + found->second.shiftY) / pass.enlarge - frame.originY;
+        std::erase(frame.flags, "limit");
+        if (found->second.onLimit) addFlag(frame, "limit");
+    }
 }
 
 // Frames that were bent differ from the reference in few places, but much, which says nothing of where they were laid:
@@ -207,10 +177,11 @@ std::string summarizeFrames(const std::vector<FrameReport>& frames) {
 }
 
 std::vector<FrameReport> examineRun(const RunScript& script, const Image& reference, const RunLog& log,
-                                    const std::vector<FrameRecord>& records) {
+                                    const std::vector<FrameRecord>& records, const FurtherPass* pass) {
     std::vector<FrameReport> frames = listFrames(script, records);
     for (FrameReport& frame : frames) {
         if (frame.entry > 0) takeOutcome(frame, script, reference, log);
+        if (frame.aligned && pass != nullptr) takeFurtherPass(frame, *pass);
     }
     measureFrames(script, reference, frames);
     flagDoubtfulFrames(frames);
@@ -218,7 +189,7 @@ std::vector<FrameReport> examineRun(const RunScript& script, const Image& refere
 }
 
 int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result) {
-    const RunFiles run = findRun(options);
+    const RunFiles run = findRun(options.target, options.log);
     if (!run.problem.empty()) {
         printError("%s", run.problem.c_str());
         return 2;
@@ -228,7 +199,8 @@ int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result)
     if (!mayWrite(tablePath, options.force) || !mayWrite(pagePath, options.force)) return 2;
 
     RunScript script = readRunScript(run.script);
-    if (!options.reference.empty()) script.reference = options.reference;
+    const std::optional<FurtherPass> pass = findFurtherPass(run);
+    if (pass) script.reference = passReference;
     std::vector<FrameRecord> records;
     std::string problem;
     const std::string recordPath = locate(script, "frames.csv");
@@ -242,8 +214,8 @@ int reportFolder(const ReportOptions& options, std::vector<FrameReport>* result)
     }
     const RunLog log = parseRunLog(readText(run.log));
     if (!log.finished) printNotice(tr("%s does not hold the end of the run."), run.log.c_str());
-    std::vector<FrameReport> frames = examineRun(script, reference, log, records);
-    if (!options.reference.empty()) keepRecordedDoubts(records, frames);
+    std::vector<FrameReport> frames = examineRun(script, reference, log, records, pass ? &*pass : nullptr);
+    if (pass) keepRecordedDoubts(records, frames);
     const std::string page = writePage(gatherContents(run, script, reference, frames));
     releaseImage(reference);
     if (!writeResult(tablePath, formatTable(frames), options.silent) || !writeResult(pagePath, page, options.silent))

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
@@ -92,9 +90,8 @@ PassReview reviewPass(const std::string& folder, const std::vector<FrameRecord>&
                                     locate(review.script, review.script.reference).c_str());
         return review;
     }
-    std::ifstream file(place / "script.log", std::ios::binary);
-    const std::string console{std::istreambuf_iterator<char>(file), {}};
-    review.frames = examineRun(review.script, review.reference, parseRunLog(console), records);
+    const std::string console = readText((place / "script.log").string());
+    review.frames = examineRun(review.script, review.reference, parseRunLog(console), records, nullptr);
     averageTrusted(review, kind);
     return review;
 }

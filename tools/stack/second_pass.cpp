@@ -26,7 +26,9 @@ std::string describeReference(const PassPlan& plan, const PassReview& first) {
 // Frames and reference of this size lie on each other with the shift that the first pass found; one that is in doubt
 // starts where prepare found it.
 ScriptSource makeSource(const PassPlan& plan, const FrameReport& frame, const FrameRecord& record) {
-    const int32_t shiftX = isTrusted(frame) ? frame.shiftX : 0, shiftY = isTrusted(frame) ? frame.shiftY : 0;
+    const bool trusted = isTrusted(frame);  // then its shift is one of whole pixels, that of the first pass
+    const auto shiftX = static_cast<int32_t>(trusted ? frame.shiftX : 0);
+    const auto shiftY = static_cast<int32_t>(trusted ? frame.shiftY : 0);
     const std::string from = plan.enlarge == 1 ? "../" : plan.number == 2 ? "" : "../pass2/";
     return {.source = from + record.frame,
             .result = "aligned" + std::to_string(record.number) + ".bmp",
@@ -123,13 +125,6 @@ bool preparePass(const PassPlan& plan, const PassReview& first, const std::vecto
 
 bool collectPass(const PassPlan& plan, const PassReview& first) {
     const cv::Size size(first.reference.width, first.reference.height);
-    cv::Mat levels;
-    first.mean.convertTo(levels, CV_8U);
-    const std::string reference = (fs::path(plan.folder) / "reference.bmp").string();
-    if (!writeBmpFrame(levels, reference)) {
-        printError(tr("%s cannot be written; is the disk full?"), reference.c_str());
-        return false;
-    }
     const std::string problem = collectSum((fs::path(namePass(plan)) / "sum").string(),
                                            (fs::path(plan.folder) / "sum").string(), size, plan.enlarge);
     if (!problem.empty()) {
@@ -148,6 +143,14 @@ bool collectPass(const PassPlan& plan, const PassReview& first) {
             printError(tr("%s cannot be written; is the disk full?"), to.c_str());
             return false;
         }
+    }
+    // Last: it is what tells that all the others are there.
+    cv::Mat levels;
+    first.mean.convertTo(levels, CV_8U);
+    const std::string reference = (fs::path(plan.folder) / passReference).string();
+    if (!writeBmpFrame(levels, reference)) {
+        printError(tr("%s cannot be written; is the disk full?"), reference.c_str());
+        return false;
     }
     return true;
 }

@@ -115,8 +115,8 @@ bool runFurtherPasses(const StackOptions& options, const PreparedSeries& series,
     return collectPass(plan, review) && writeFrameTable(table, records);
 }
 
-// Report, pictures, the one sentence. Bent frames are compared with what they were bent to.
-int finish(const StackOptions& options, const std::string& reference, bool whole) {
+// Report, pictures, the one sentence.
+int finish(const StackOptions& options, bool whole) {
     const std::string& folder = options.prepare.folder;
     printNotice(tr("Report and pictures"));
     std::vector<FrameReport> frames;
@@ -126,13 +126,9 @@ int finish(const StackOptions& options, const std::string& reference, bool whole
                                     .cropCommon = false,
                                     .force = true,
                                     .silent = true});
-    const int reported = reportFolder({.target = (fs::path(folder) / "script.txt").string(),
-                                       .log = {},
-                                       .output = {},
-                                       .reference = reference,
-                                       .force = true,
-                                       .silent = true},
-                                      &frames);
+    const int reported = reportFolder(
+        {.target = (fs::path(folder) / "script.txt").string(), .log = {}, .output = {}, .force = true, .silent = true},
+        &frames);
     if (exported == 2 || reported == 2) return 2;
     std::printf("%s %s\n", summarizeFrames(frames).c_str(),
                 formatText(tr("Sum: %s"), (fs::path(folder) / "sum.png").c_str()).c_str());
@@ -175,12 +171,10 @@ int stackPictures(const StackOptions& options) {
     }
     if (!runPass(options, prepare.folder, formatText(tr("Pass 1 of %d"), passes).c_str())) return 2;
     bool whole = true;
-    std::string reference;
     if (passes > 1) {
         PassReview review = reviewPass(prepare.folder, series.frames, series.kind);
         whole = isSound(review) && runFurtherPasses(options, series, passes, review, series.frames);
         releaseImage(review.reference);
-        if (whole) reference = "reference.bmp";
     }
-    return finish(options, reference, whole);
+    return finish(options, whole);
 }
