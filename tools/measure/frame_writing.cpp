@@ -20,7 +20,7 @@ namespace {
 
 constexpr double clippedShare = 1e-3;  // of a frame's values above the scale, from which it is flagged
 constexpr double hotShare = 0.6;       // of the frames that show a pixel alone, from which it is taken for hot
-constexpr double leastMove = 2;  // pixels; a star would have left its pixel by then
+constexpr double leastMove = 2;        // pixels; a star would have left its pixel by then
 
 void planScale(const MeasuredSeries& measured, const PrepareOptions& options, FramePlan& plan) {
     if (options.scale) {

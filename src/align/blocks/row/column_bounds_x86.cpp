@@ -57,9 +57,8 @@ namespace {
 #pragma GCC unroll 9
     for (size_t s = 0; s < shifts; ++s) sum[s] = _mm512_setzero_ps();
     size_t y = 0;
-    for (const int32_t* run = columns.runs + firstShift; y + runRows <= columns.rows;
-         y += runRows, run += columns.shifts) {
-        if (static_cast<size_t>(*run) >= shifts) {
+    for (; y + runRows <= columns.rows; y += runRows) {
+        if (static_cast<size_t>(columns.runs[y / runRows * columns.shifts + firstShift]) >= shifts) {
             addRun16(columns, y, firstShift, shifts, sum);
             continue;
         }
@@ -179,10 +178,10 @@ struct ClippedPixels {
 }
 
 [[TARGET_AVX512_VNNI]] void sumColumnsAvx512(const FacingColumns& columns, float* sums, size_t sumStride) {
-    const int32_t* lastRuns = columns.runs + (columns.rows / runRows - 1) * columns.shifts;  // none reach over a corner
+    const size_t groups = columns.rows / runRows;  // the last one seldom reaches over a corner
     for (size_t s = 0; s < columns.shifts;) {
-        const size_t left = columns.shifts - s;
-        const size_t run = columns.rows < runRows || lastRuns[s] < 3 ? left : static_cast<size_t>(lastRuns[s]);
+        size_t run = groups > 0 ? static_cast<size_t>(columns.runs[(groups - 1) * columns.shifts + s]) : 0;
+        if (run < 3) run = columns.shifts - s;
         const size_t tile = run >= 9 ? 9 : run >= 8 ? 8 : run >= 5 ? 5 : run >= 3 ? 3 : 1;
         if (tile == 9) sumTile16(columns, s, 9, sums, sumStride);
         if (tile == 8) sumTile16(columns, s, 8, sums, sumStride);
