@@ -24,12 +24,15 @@ int64_t measureFile(std::FILE* file) {
     return _fseeki64(file, 0, SEEK_END) == 0 ? _ftelli64(file) : -1;
 }
 
+void preferLargePages(void*, size_t) {}
+
 void endAbnormally() {
     std::_Exit(3);  // the status of an abort, which would add words of its own, or a window
 }
 
 #else
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -51,6 +54,16 @@ bool seekTo(std::FILE* file, int64_t position) {
 
 int64_t measureFile(std::FILE* file) {
     return fseeko(file, 0, SEEK_END) == 0 ? ftello(file) : -1;
+}
+
+void preferLargePages([[maybe_unused]] void* memory, [[maybe_unused]] size_t bytes) {
+#if defined(MADV_HUGEPAGE)
+    // The whole pages within, which belong to nothing else.
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    const uintptr_t start = reinterpret_cast<uintptr_t>(memory);
+    const uintptr_t first = (start + page - 1) / page * page, end = (start + bytes) / page * page;
+    if (first < end) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+#endif
 }
 
 void endAbnormally() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -15,6 +16,9 @@ bool seekTo(std::FILE* file, int64_t position);
 
 /// The length in bytes, -1 for a pipe. Moves to the end.
 [[nodiscard]] int64_t measureFile(std::FILE* file);
+
+/// Asks for large pages behind the memory, for the processor to look fewer addresses up. May do nothing.
+void preferLargePages(void* memory, size_t bytes);
 
 /// Ends this process at once, as a fault would: by an abort, on Windows with status 3. What is buffered is lost.
 [[noreturn]] void endAbnormally();

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/fatal_error.h"
+#include "core/platform.h"
 
 namespace {
 
@@ -28,6 +29,14 @@ Pixel* takeSpareArray(size_t count) {
     return nullptr;
 }
 
+// Null when memory is short.
+Pixel* makeArray(size_t count) {
+    constexpr size_t fewestBytes = 1 << 22;  // large pages have some 2^21 bytes
+    auto* pixels = new (std::nothrow) Pixel[count];
+    if (pixels != nullptr && count >= fewestBytes / sizeof(Pixel)) preferLargePages(pixels, count * sizeof(Pixel));
+    return pixels;
+}
+
 // Keeps the array in place of the older spare one.
 void keepSpareArray(Pixel* pixels, size_t count) {
     delete[] spareArrays[0].pixels;
@@ -43,7 +52,7 @@ Image makeUnfilledImage(int64_t width, int64_t height) {
     image.width = static_cast<int32_t>(std::max<int64_t>(width, 0));
     image.height = static_cast<int32_t>(std::max<int64_t>(height, 0));
     image.pixels = takeSpareArray(countPixels(image));
-    if (image.pixels == nullptr) image.pixels = new (std::nothrow) Pixel[countPixels(image)];
+    if (image.pixels == nullptr) image.pixels = makeArray(countPixels(image));
     if (image.pixels == nullptr) stopForMemory();
     return image;
 }

@@ -9,6 +9,7 @@
 
 #include "align/global/resampling.h"
 #include "align/measure/difference.h"
+#include "align/measure/pair_cost.h"
 #include "align/sampling/bilinear.h"
 #include "core/fatal_error.h"
 #include "core/progress.h"
@@ -81,9 +82,16 @@ CoarseMatch searchCoarsely(const ShiftRange& range) {
     return best;
 }
 
-// The scores of the whole current image turned by either angle, its origin laid on the reference's: as of windows of
-// its full size, each row of which is looked at once and not kept. Both angles in one pass, as they read the same rows.
-std::array<float, 2> scoreAngles(const std::array<float, 2>& angles) {
+// Shows addRow the facing pixels of the reference and of the whole current image turned by either angle, its origin
+// laid on the reference's: as of windows of its full size, each row of which is looked at once and not kept. Both
+// angles in one pass, as they read the same rows. The odd rows, without data, are left out. Returns the number of all
+// pairs and of the odd rows' own.
+struct PairCounts {
+    int64_t all, odd;
+};
+
+template <typename AddRow>
+PairCounts visitRows(const std::array<float, 2>& angles, const AddRow& addRow) {
     const Image &current = runState.current, &reference = runState.reference;
     const Image window = {.pixels = nullptr,
                           .width = current.width,
@@ -93,21 +101,37 @@ std::array<float, 2> scoreAngles(const std::array<float, 2>& angles) {
     const Overlap overlap = findOverlap(window, reference, int64_t{window.originX} - reference.originX,
                                         int64_t{window.originY} - reference.originY);
     std::vector<Pixel> row(static_cast<size_t>(window.width));
-    std::array<CostSum, 2> sums;
+    PairCounts pairs = {.all = overlap.width * overlap.height, .odd = 0};
     for (int64_t v = 0; v < overlap.height; ++v) {
         const int64_t y = overlap.aY + v;
+        if (y % 2 != 0) {
+            pairs.odd += overlap.width;
+            continue;
+        }
         for (size_t i = 0; i < angles.size(); ++i) {
-            if (y % 2 == 0) {
-                sampleWindowRow(current, window, y, angles[i], row.data());
-                addPairs(sums[i], row.data() + overlap.aX, rowOf(reference, overlap.bY + v) + overlap.bX,
-                         static_cast<size_t>(overlap.width));
-            } else {
-                addMaskedPairs(sums[i], overlap.width);
-            }
+            sampleWindowRow(current, window, y, angles[i], row.data());
+            addRow(i, row.data() + overlap.aX, rowOf(reference, overlap.bY + v) + overlap.bX,
+                   static_cast<size_t>(overlap.width));
         }
     }
-    const int64_t pairCount = overlap.width * overlap.height;
-    return {computeScore(sums[0], pairCount), computeScore(sums[1], pairCount)};
+    return pairs;
+}
+
+// Whether the second angle scores as high as the first or higher.
+bool scoresNoLower(const std::array<float, 2>& angles) {
+    std::array<double, 2> estimates = {};
+    const PairCounts pairs = visitRows(angles, [&](size_t i, const Pixel* a, const Pixel* b, size_t count) {
+        estimates[i] += rowKernel().estimateRow(a, b, count);
+    });
+    // An estimate leaves out the pairs without data, of which either angle has its own.
+    const double masked = 0.5 * static_cast<double>(maskedPixelCost) * static_cast<double>(pairs.all);
+    const auto exceeds = [masked](double a, double b) { return a > (b + masked) * comparisonMargin; };
+    if (exceeds(estimates[1], estimates[0])) return true;
+    if (exceeds(estimates[0], estimates[1])) return false;
+    std::array<CostSum, 2> sums;
+    visitRows(angles, [&](size_t i, const Pixel* a, const Pixel* b, size_t count) { addPairs(sums[i], a, b, count); });
+    for (CostSum& sum : sums) addMaskedPairs(sum, pairs.odd);
+    return computeScore(sums[1], pairs.all) >= computeScore(sums[0], pairs.all);
 }
 
 // Narrows the degree around the coarse angle to thirds until half the resolution is reached. The windows are compared
@@ -122,8 +146,7 @@ float refineAngle(float angle) {
         std::fflush(stdout);
         const float lowThird = low + span * 0.33333334f;
         const float highThird = low + (span + span) * 0.33333334f;
-        const auto [lowScore, highScore] = scoreAngles({lowThird, highThird});
-        const bool keepsLow = highScore >= lowScore;
+        const bool keepsLow = scoresNoLower({lowThird, highThird});
         float& bound = keepsLow ? high : low;
         const float moved = keepsLow ? highThird : lowThird;
         const bool stuck = bound == moved;

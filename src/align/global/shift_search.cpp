@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "align/global/box_bounds.h"
 #include "align/global/telling_segments.h"
 #include "align/measure/difference.h"
 #include "align/measure/pair_cost.h"
@@ -14,8 +15,8 @@ namespace {
 
 // Every shift has its exact score, but few shifts need all of their pairs read: costs are never negative and the number
 // of pairs is known beforehand, so a placement is given up as soon as the costs estimated so far cannot score as low as
-// the ceiling. What tells placements apart best is read first, by all shifts of one y: at first short segments, stars
-// and edges, which rule most shifts out; then whole rows.
+// the ceiling. What tells placements apart best is looked at first, by all shifts of one y: short segments, stars and
+// edges, or where light is spread over the picture the sums of boxes, which rule most shifts out; then whole rows.
 
 // The candidates of one axis: steps 0 to count - 1, of which first to last leave an overlap.
 struct AxisRange {
@@ -37,7 +38,8 @@ struct ShiftSearch {
     const Image& moving;
     const Image& fixed;
     AxisRange x, y;
-    TellingSegments telling;            // read first
+    TellingSegments telling;            // read before rows are; or, where there are none,
+    BoxBounds boxes;                    // these looked at
     std::vector<int64_t> dataRows;      // rows of moving that hold data, the most telling first
     std::vector<int64_t> maskedRowsTo;  // entry y: rows above row y that hold none
 };
@@ -82,6 +84,7 @@ ShiftSearch prepareSearch(const Image& moving, const Image& fixed, const ShiftRa
         .y = makeAxisRange(range.minY, range.maxY, range.step, int64_t{moving.originY} - fixed.originY, moving.height,
                            fixed.height),
         .telling = {},
+        .boxes = {},
         .dataRows = {},
         .maskedRowsTo = {},
     };
@@ -118,13 +121,30 @@ bool hasLost(const Candidate& candidate) {
     return candidate.sum > candidate.largestSum;
 }
 
-Reach findReach(const ShiftSearch& search) {
+// What the shifts let moving face in fixed.
+Area findReach(const ShiftSearch& search) {
     const Image &moving = search.moving, &fixed = search.fixed;
     const int64_t offsetX = int64_t{moving.originX} - fixed.originX, offsetY = int64_t{moving.originY} - fixed.originY;
     return {.left = std::max<int64_t>(0, -(search.x.at(search.x.last) + offsetX)),
             .right = std::min<int64_t>(fixed.width, moving.width - search.x.at(search.x.first) - offsetX),
             .top = std::max<int64_t>(0, -(search.y.at(search.y.last) + offsetY)),
             .bottom = std::min<int64_t>(fixed.height, moving.height - search.y.at(search.y.first) - offsetY)};
+}
+
+// Of the candidates of one y, those that the boxes leave a chance.
+void dropByBoxes(const ShiftSearch& search, std::vector<Candidate>& candidates, std::vector<float>& limits,
+                 std::vector<float>& bounds) {
+    // As x grows, moving faces what lies further to the left.
+    limits.clear();
+    for (size_t i = candidates.size(); i-- > 0;) limits.push_back(static_cast<float>(candidates[i].largestSum));
+    const Overlap& last = candidates.back().overlap;
+    boundPlacements(search.boxes, {.firstX = last.bX - last.aX, .y = last.bY - last.aY, .step = search.x.step}, limits,
+                    bounds);
+    size_t k = limits.size();
+    std::erase_if(candidates, [&](const Candidate&) {
+        --k;
+        return bounds[k] > limits[k] * boxMargin;
+    });
 }
 
 // The facing pixels of a segment at a placement; false where it lies not wholly in the overlap. A segment of fixed that
@@ -216,11 +236,18 @@ float glance(const ShiftSearch& search, const Overlap& overlap) {
 bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& range, float ceiling, ShiftMatch& best) {
     ShiftSearch search = prepareSearch(moving, fixed, range);
     if (!search.dataRows.empty()) {
-        search.telling = listTellingSegments(moving, search.dataRows, fixed, findReach(search));
+        const Area reach = findReach(search);
+        search.telling = listTellingSegments(moving, search.dataRows, fixed, reach);
+        if (search.telling.segments.empty()) {
+            const bool evenRowsOnly =
+                std::all_of(search.dataRows.begin(), search.dataRows.end(), [](int64_t y) { return y % 2 == 0; });
+            search.boxes = prepareBoxes(moving, fixed, reach, evenRowsOnly ? 2 : 1);
+        }
     }
     bool found = false;
     tryFirstWithoutOverlap(search, best, found);
     std::vector<Candidate> candidates;
+    std::vector<float> limits, bounds;
     for (int64_t j = search.y.first; j <= search.y.last; ++j) {
         const int64_t y = search.y.at(j);
         candidates.clear();
@@ -231,6 +258,7 @@ bool searchShift(const Image& moving, const Image& fixed, const ShiftRange& rang
             const double pairs = static_cast<double>(overlap.width) * static_cast<double>(overlap.height);
             candidates.push_back({.x = x, .overlap = overlap, .largestSum = largestMean * pairs, .sum = 0.0});
         }
+        if (!search.boxes.boxes.empty()) dropByBoxes(search, candidates, limits, bounds);
         dropBySegments(search, candidates);
         dropByRows(search, candidates);
         for (const Candidate& candidate : candidates) {

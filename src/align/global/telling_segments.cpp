@@ -37,7 +37,7 @@ void keepTelling(std::vector<Segment>& segments) {
 }  // namespace
 
 TellingSegments listTellingSegments(const Image& moving, const std::vector<int64_t>& dataRows, const Image& fixed,
-                                    const Reach& reach) {
+                                    const Area& reach) {
     TellingSegments telling;
     std::vector<Segment>& segments = telling.segments;
     for (const int64_t y : dataRows) listRow(segments, moving, y, 0, moving.width, true);

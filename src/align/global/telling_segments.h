@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "align/global/area.h"
 #include "imageio/image.h"
 
 // Where the light of a picture gathers in few places, in stars above all, those places alone tell most placements
@@ -24,14 +25,9 @@ struct TellingSegments {
     int64_t perRow = 0;          // segments of a row of moving
 };
 
-/// What the shifts of a search let moving face in fixed: columns left to before right, rows top to before bottom.
-struct Reach {
-    int64_t left, right, top, bottom;
-};
-
-/// dataRows are the rows of moving that hold data.
+/// dataRows are the rows of moving that hold data, reach what the shifts let moving face in fixed.
 [[nodiscard]] TellingSegments listTellingSegments(const Image& moving, const std::vector<int64_t>& dataRows,
-                                                  const Image& fixed, const Reach& reach);
+                                                  const Image& fixed, const Area& reach);
 
 /// Whether the segmentLength pixels of moving from (x, y) on share one with a telling segment of moving.
 [[nodiscard]] bool countsAlready(const TellingSegments& telling, int64_t x, int64_t y);

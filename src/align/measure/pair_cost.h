@@ -36,6 +36,10 @@ constexpr double estimateError = 0x1p-16;
 /// error of the estimates, and as much again, which covers the roundings of score and pair count, 2^-24 each.
 constexpr double estimateMargin = 1.0 + 2.0 * estimateError;
 
+/// What a sum of estimates must exceed another by, as a factor, so that its exact score is the higher one: the errors
+/// of both, and as much again for the roundings.
+constexpr double comparisonMargin = 1.0 + 4.0 * estimateError;
+
 struct RowKernel {
     SumRow sumRow;
     EstimateRow estimateRow;
