@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "align/blocks/row/level_mixing.h"
 #include "align/blocks/row/open_bounds.h"
 #include "align/blocks/row/search_plan.h"
+#include "align/blocks/row/short_divisor.h"
 #include "core/vector_level.h"
 #include "plain/plain.h"
 #include "scenes.h"
@@ -68,6 +70,37 @@ TEST(MixingKernels, GiveTheLevelOrTheOneNextToIt) {
             }
         }
         EXPECT_TRUE(wide == 0 || across < 0 || down < 0) << "round " << round << ": a mix between levels is a level";
+    }
+}
+
+// The same records as mixing down first and preparing then, for several fractions of one pair of rows.
+TEST(OpenKernels, MixDownWhatTheyPrepare) {
+    Random random(33);
+    for (int round = 0; round < 1500; ++round) {
+        const int32_t n = pick(random, 2, largestShortN), across = pick(random, -n, n - 1);
+        const auto count = static_cast<size_t>(pick(random, 1, 4)) * MovingPixels::count, records = count / 16;
+        const Image rows = makeScene(random, static_cast<Fill>(round % fillCount), static_cast<Mask>(round % 3), false,
+                                     static_cast<int32_t>(count) + 1, 2);
+        const int32_t fractions[] = {pick(random, -n, n - 1), pick(random, -n, n - 1), pick(random, 0, n - 1)};
+        constexpr size_t stride = std::size(fractions);
+        for (const VectorLevel level : listVectorLevels()) {
+            setVectorLevel(level);
+            if (openKernel().mixRows == nullptr) continue;
+            std::vector<MovingPixels> got(stride * records), expected(stride * records);
+            std::vector<OpenRow> to;
+            for (size_t k = 0; k < stride; ++k) {
+                const MixedRow mixed = mixTwoRows(rows, n, across, fractions[k]);
+                openKernel().prepareMoving(mixed.lower.data(), mixed.upper.data(), count, &expected[k], stride);
+                to.push_back({fractions[k], &got[k]});
+            }
+            std::vector<uint16_t> above(count * sizeof(Pixel)), below(above.size());
+            mixingKernel().mixAcross(rowOf(rows, 0), count, across, n, above.data());
+            mixingKernel().mixAcross(rowOf(rows, 1), count, across, n, below.data());
+            openKernel().mixRows({above.data(), below.data(), across >= 0, to}, count, n, stride);
+            EXPECT_EQ(std::memcmp(got.data(), expected.data(), got.size() * sizeof(MovingPixels)), 0)
+                << nameOf(level) << ", round " << round << ": " << across << " and " << fractions[0] << ", "
+                << fractions[1] << ", " << fractions[2] << " of " << n;
+        }
     }
 }
 

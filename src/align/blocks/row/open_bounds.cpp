@@ -5,6 +5,7 @@
 
 #include "align/blocks/row/open_bounds_neon.h"
 #include "align/blocks/row/open_bounds_x86.h"
+#include "align/blocks/row/open_mixing_avx512.h"
 #include "core/vector_level.h"
 
 namespace {
@@ -56,12 +57,12 @@ void sumColumnsPlain(const FacingColumns& columns, float* sums, size_t sumStride
 }
 
 constexpr std::array openKernels = {
-    OpenKernel{prepareOpenStillPlain, prepareMovingPlain, sumColumnsPlain},
+    OpenKernel{prepareOpenStillPlain, prepareMovingPlain, sumColumnsPlain, nullptr},
 #if defined(__x86_64__)
-    OpenKernel{prepareOpenStillAvx2, prepareOpenMovingAvx2, sumOpenColumnsAvx2},
-    OpenKernel{prepareOpenStillAvx2, prepareOpenMovingAvx512, sumOpenColumnsAvx512},
+    OpenKernel{prepareOpenStillAvx2, prepareOpenMovingAvx2, sumOpenColumnsAvx2, nullptr},
+    OpenKernel{prepareOpenStillAvx2, prepareOpenMovingAvx512, sumOpenColumnsAvx512, mixOpenRowsAvx512},
 #elif defined(__aarch64__)
-    OpenKernel{prepareOpenStillNeon, prepareOpenMovingNeon, sumOpenColumnsNeon},
+    OpenKernel{prepareOpenStillNeon, prepareOpenMovingNeon, sumOpenColumnsNeon, nullptr},
 #endif
 };
 

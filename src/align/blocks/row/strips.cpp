@@ -5,6 +5,7 @@
 
 #include "align/blocks/row/level_mixing.h"
 #include "align/blocks/row/open_bounds.h"
+#include "align/blocks/row/short_divisor.h"
 
 namespace {
 
@@ -62,18 +63,29 @@ void mixRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group
                                      to + i * shape.pitch * static_cast<int64_t>(sizeof(Pixel)));
         }
     }
+    const MixOpenRows mixOpenRows = plan.exact || n > largestShortN ? nullptr : openKernel().mixRows;
+    std::vector<OpenRow> openRows;
     for (int64_t offset = firstOffset; offset <= lastOffset; ++offset) {
         const uint16_t* above = strip.mixes.data() + (offset - firstOffset) * mixesPerRow;
+        openRows.clear();
         for (const FractionSpan& down : plan.down.fractions) {
             if (offset < down.firstOffset || offset > down.lastOffset) continue;
+            const int64_t row = strip.zeroRow[static_cast<size_t>(int64_t{down.fraction} + n)] + offset;
+            if (mixOpenRows != nullptr) {
+                openRows.push_back({down.fraction, strip.prepared.data() + row});
+                continue;
+            }
             const bool inside = fraction >= 0 && down.fraction >= 0;
             mixingKernel().mixDown(above, above + mixesPerRow, static_cast<size_t>(mixesPerRow),
                                    {.fraction = down.fraction, .n = n, .exact = plan.exact, .inside = inside},
                                    reinterpret_cast<uint8_t*>(strip.lower.data()),
                                    reinterpret_cast<uint8_t*>(strip.upper.data()));
             if (plan.exact && !inside) dropUnknown(strip);
-            prepareRow(strip, plan.exact, strip.zeroRow[static_cast<size_t>(int64_t{down.fraction} + n)] + offset);
+            prepareRow(strip, plan.exact, row);
         }
+        if (mixOpenRows == nullptr) continue;
+        mixOpenRows({.above = above, .below = above + mixesPerRow, .inside = fraction >= 0, .rows = openRows},
+                    static_cast<size_t>(strip.stride), n, static_cast<size_t>(strip.rows));
     }
 }
 
