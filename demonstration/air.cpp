@@ -23,15 +23,9 @@ cv::Mat drawAxis(double strength, double scale, cv::Size points, cv::RNG& random
     return displacements(cv::Rect({0, 0}, points)).clone();
 }
 
-}  // namespace
-
-Displacements drawDisplacements(double rms, double scale, cv::Size pixels, cv::RNG& random) {
-    const cv::Size points = pixels * sceneFineness;
-    if (rms > 0.0) return {drawAxis(rms, scale, points, random), drawAxis(rms, scale, points, random)};
-    return {cv::Mat::zeros(points, CV_32FC1), cv::Mat::zeros(points, CV_32FC1)};
-}
-
-cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, const Displacements& displacements, cv::Size pixels) {
+// What each point of a frame shows of a plane of the scene.
+void lookUp(const cv::Mat& plane, const Exposure& exposure, const Displacements& displacements, cv::Size pixels,
+            int interpolation, cv::Mat& shown) {
     const cv::Size points = pixels * sceneFineness;
     const double radians = exposure.angle * CV_PI / 180.0, cosine = std::cos(radians), sine = std::sin(radians);
     cv::Mat places[2] = {cv::Mat(points, CV_32FC1), cv::Mat(points, CV_32FC1)};
@@ -43,19 +37,38 @@ cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, const Displace
                 (row + 0.5) / sceneFineness - 0.5 + static_cast<double>(displacements.y.at<float>(row, column));
             const double u = x - exposure.middle.x, v = y - exposure.middle.y;
             places[0].at<float>(row, column) =
-                static_cast<float>((cosine * u + sine * v) * sceneFineness + scene.light.cols / 2.0 - 0.5);
+                static_cast<float>((cosine * u + sine * v) * sceneFineness + plane.cols / 2.0 - 0.5);
             places[1].at<float>(row, column) =
-                static_cast<float>((-sine * u + cosine * v) * sceneFineness + scene.light.rows / 2.0 - 0.5);
+                static_cast<float>((-sine * u + cosine * v) * sceneFineness + plane.rows / 2.0 - 0.5);
         }
     }
+    cv::remap(plane, shown, places[0], places[1], interpolation, cv::BORDER_REPLICATE);
+}
+
+}  // namespace
+
+Displacements drawDisplacements(double rms, double scale, cv::Size pixels, cv::RNG& random) {
+    const cv::Size points = pixels * sceneFineness;
+    if (rms > 0.0) return {drawAxis(rms, scale, points, random), drawAxis(rms, scale, points, random)};
+    return {cv::Mat::zeros(points, CV_32FC1), cv::Mat::zeros(points, CV_32FC1)};
+}
+
+cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, const Displacements& displacements, cv::Size pixels) {
     cv::Mat light, blurred;
-    cv::remap(scene.light, light, places[0], places[1], cv::INTER_CUBIC, cv::BORDER_REPLICATE);
+    lookUp(scene.light, exposure, displacements, pixels, cv::INTER_CUBIC, light);
     if (exposure.blur > 0.0) {
         const double sigma = exposure.blur * sceneFineness;
         cv::GaussianBlur(light, light, {}, sigma, sigma);
     }
     cv::resize(light, blurred, pixels, 0.0, 0.0, cv::INTER_AREA);
     return blurred;
+}
+
+cv::Point2d measureMove(const Scene& scene, const Exposure& exposure, const Displacements& displacements,
+                        cv::Size pixels) {
+    cv::Mat object;
+    lookUp(scene.object, exposure, displacements, pixels, cv::INTER_NEAREST, object);
+    return {-cv::mean(displacements.x, object)[0], -cv::mean(displacements.y, object)[0]};
 }
 
 void addNoise(cv::Mat& light, double noise, cv::RNG& random) {

@@ -23,6 +23,10 @@ struct Displacements {
 [[nodiscard]] cv::Mat exposeFrame(const Scene& scene, const Exposure& exposure, const Displacements& displacements,
                                   cv::Size pixels);
 
+/// How far the air moves the object in that frame as a whole, pixels: what nothing in the frame tells from drift.
+[[nodiscard]] cv::Point2d measureMove(const Scene& scene, const Exposure& exposure, const Displacements& displacements,
+                                      cv::Size pixels);
+
 /// Adds the noise of the camera's electronics and of the light itself, times noise; levels stay floats.
 void addNoise(cv::Mat& light, double noise, cv::RNG& random);
 

@@ -50,12 +50,14 @@ struct Pose {
     double x, y, angle;  // of the reference's origin in the frame; degrees against the reference
 };
 
-// Where the scene shows the reference's origin, foundX and foundY in the reference, in another frame.
+// Where the scene shows the reference's origin, foundX and foundY in the reference, in another frame. What the air
+// moves the object by as a whole is part of its place.
 Pose computeTruePose(const Row& reference, const Row& frame, double foundX, double foundY) {
     const double angle = take(frame, "angle") - take(reference, "angle"), radians = angle * 0.017453292519943295;
-    const double u = foundX - take(reference, "x"), v = foundY - take(reference, "y");
-    return {take(frame, "x") + std::cos(radians) * u - std::sin(radians) * v,
-            take(frame, "y") + std::sin(radians) * u + std::cos(radians) * v, angle};
+    const double u = foundX - take(reference, "x") - take(reference, "air_x");
+    const double v = foundY - take(reference, "y") - take(reference, "air_y");
+    return {take(frame, "x") + take(frame, "air_x") + std::cos(radians) * u - std::sin(radians) * v,
+            take(frame, "y") + take(frame, "air_y") + std::sin(radians) * u + std::cos(radians) * v, angle};
 }
 
 // One row; false when a frame is used, not marked and off.

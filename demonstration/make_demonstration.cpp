@@ -58,14 +58,14 @@ cv::Size chooseSceneSize(const Series& series) {
     return {size.width + turned, size.height + turned};
 }
 
-bool writeTruth(const Series& series, const std::vector<Exposure>& exposures) {
+bool writeTruth(const Series& series, const std::vector<Exposure>& exposures, const std::vector<cv::Point2d>& moves) {
     std::FILE* file = std::fopen((nameTruth(series, "poses.csv")).c_str(), "w");
     if (file == nullptr) return false;
-    std::fprintf(file, "number,x,y,angle,blur\n");
+    std::fprintf(file, "number,x,y,angle,blur,air_x,air_y\n");
     for (size_t i = 0; i < exposures.size(); ++i) {
         const Exposure& exposure = exposures[i];
-        std::fprintf(file, "%zu,%.3f,%.3f,%.4f,%.3f\n", i + 1, exposure.middle.x, exposure.middle.y, exposure.angle,
-                     exposure.blur);
+        std::fprintf(file, "%zu,%.3f,%.3f,%.4f,%.3f,%.3f,%.3f\n", i + 1, exposure.middle.x, exposure.middle.y,
+                     exposure.angle, exposure.blur, moves[i].x, moves[i].y);
     }
     return std::fclose(file) == 0;
 }
@@ -80,9 +80,10 @@ bool writeScene(const Scene& scene, const std::string& path) {
     return writeFloatFits(all, path);
 }
 
-// Returns in common what the displacements of all frames have in common, their mean.
+// Returns in common what the displacements of all frames have in common, their mean, and in moves what they move the
+// object by.
 bool writeFrames(const Series& series, const Scene& scene, const std::vector<Exposure>& exposures, cv::RNG& random,
-                 Displacements& common) {
+                 Displacements& common, std::vector<cv::Point2d>& moves) {
     common = drawDisplacements(0.0, series.scale, series.size, random);
     const bool film = series.format.rfind("ser", 0) == 0 || series.format.rfind("bayer", 0) == 0;
     const int bits = series.format.find("16") == std::string::npos ? 8 : 16;
@@ -92,6 +93,7 @@ bool writeFrames(const Series& series, const Scene& scene, const std::vector<Exp
         const Displacements moved = drawDisplacements(series.seeing, series.scale, series.size, random);
         common.x += moved.x / series.count;
         common.y += moved.y / series.count;
+        moves.push_back(measureMove(scene, exposures[i], moved, series.size));
         cv::Mat light = exposeFrame(scene, exposures[i], moved, series.size);
         addNoise(light, series.noise, random);
         const cv::Mat levels = takeLevels(light, bits);
@@ -135,8 +137,9 @@ int makeSeries(const Series& series) {
     cv::RNG random(0x9e3779b97f4a7c15u * (series.seed + 1));
     const std::vector<Exposure> exposures = planExposures(series, random);
     Displacements common;
-    bool written = writeTruth(series, exposures) && writeScene(scene, nameTruth(series, "scene.fits")) &&
-                   writeFrames(series, scene, exposures, random, common);
+    std::vector<cv::Point2d> moves;
+    bool written = writeScene(scene, nameTruth(series, "scene.fits")) &&
+                   writeFrames(series, scene, exposures, random, common, moves) && writeTruth(series, exposures, moves);
     if (series.limit && written) {
         // What no alignment can surpass; and what none can that does not know the scene, for what all frames have in
         // common cannot be told from it.

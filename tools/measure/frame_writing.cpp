@@ -1,6 +1,7 @@
 #include "measure/frame_writing.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <opencv2/core.hpp>
 
@@ -18,6 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr double knownTurn = 0.1;      // degrees: a turn that may well, one time in twenty, be farther off is flagged
 constexpr double clippedShare = 1e-3;  // of a frame's values above the scale, from which it is flagged
 constexpr double hotShare = 0.6;       // of the frames that show a pixel alone, from which it is taken for hot
 constexpr double leastMove = 2;        // pixels; a star would have left its pixel by then
@@ -114,6 +116,7 @@ bool writeFrames(const MeasuredSeries& measured, const Placement& placement, con
     for (const std::string& old : listOldFrames(options.folder)) fs::remove(old, error);
     series.width = plan.crop.width;
     series.height = plan.crop.height;
+    const double referenceError = measured.frames[static_cast<size_t>(series.reference - 1)].angleError;
     int64_t clipped = 0, values = 0;
     FrameResult frame;
     ProgressBar bar = startProgress(tr("Writing"), static_cast<int64_t>(measured.frames.size()));
@@ -137,6 +140,8 @@ bool writeFrames(const MeasuredSeries& measured, const Placement& placement, con
             record.flags.emplace_back("clipped");
         }
         if (plan.turnBack && record.number != series.reference) {
+            const double turnError = std::hypot(measured.frames[i].angleError, referenceError);
+            if (2 * turnError * degreesPerRadian > knownTurn) record.flags.emplace_back("unsure");
             scaled.picture = turnBack(scaled.picture, placement.poses[i], placement.origins[i]);
             record.angle = placement.poses[i].angle * degreesPerRadian;
         }

@@ -74,6 +74,7 @@ std::string explainFlag(const MeasuredFrame& frame) {
     const std::string& flag = frame.flags.front();
     if (flag == "unreadable") return frame.problem;
     if (flag == "dimension") return tr("another size than the first frame");
+    if (flag == "depth") return tr("another number of bits than the first frame");
     if (flag == "missing") return tr("the object is not there");
     if (flag == "cut") return tr("cut by the border");
     if (flag == "smeared") return tr("the object is much larger than in the other frames");

@@ -19,7 +19,7 @@ void planAngle(const PrepareOptions& options, ScriptPlan& plan) {
     plan.angleWhy =
         options.maximumTurn > 0
             ? formatText(tr("Angles up to %g degrees to either side, as asked for (--turn)."), turn)
-            : formatText(tr("The turn was not measured: %g degrees to either side are tried; --turn 5 tries more."),
+            : formatText(tr("The turn was not measured: %g degrees to either side are tried; --turn=5 tries more."),
                          turn);
     // Whole degrees are tried from the first on and refined by a little more than half a degree. The range ends half a
     // degree after the last, or rounding may drop that one.

@@ -9,13 +9,14 @@
 #include "measure/hot_pixels.h"
 #include "measure/planet_finding.h"
 #include "measure/sky.h"
+#include "measure/star_catalogue.h"
 #include "measure/star_detection.h"
 
 namespace {
 
 constexpr int votingFrames = 12;
 constexpr int starCount = 120;         // the brightest, of each frame
-constexpr size_t keptStarCount = 40;   // of those, the ones from which an origin is chosen later
+constexpr size_t keptStarCount = 80;   // of those, the ones that settle its pose, and an origin
 constexpr size_t sharpStarCount = 30;  // of those, the ones that tell how sharp it is
 
 void measurePlanet(const cv::Mat& grey, MeasuredFrame& frame) {
@@ -138,8 +139,11 @@ MeasuredSeries measureSeries(FrameSeries& series, ObjectKind kind) {
             frame.flags.emplace_back("unreadable");
         } else if (!measured.size.empty() && result.picture.size() != measured.size) {
             frame.flags.emplace_back("dimension");
+        } else if (!measured.size.empty() && needsScale(result.picture) != measured.deep) {
+            frame.flags.emplace_back("depth");
         } else {
             measured.size = result.picture.size();
+            measured.deep = needsScale(result.picture);
             if (needsScale(result.picture)) addToHistogram(measured.histogram, result.picture);
             measureFrame(makeGrey(result.picture), measured, tracker, frame);
         }
@@ -151,5 +155,6 @@ MeasuredSeries measureSeries(FrameSeries& series, ObjectKind kind) {
     } else {
         flagSmallIslands(measured.frames);
     }
+    if (kind == ObjectKind::stars) layOnAllStars(measured.frames);
     return measured;
 }

@@ -22,11 +22,13 @@ struct MeasuredFrame {
     std::vector<Star> stars;  // the brightest; stars only
     DetailMeasure detail;     // in the values of the file
     double sharpness = 0;
+    double angleError = 0;  // standard deviation of its measured turn, radians; stars only
 };
 
 struct MeasuredSeries {
     ObjectKind kind = ObjectKind::planet;
-    cv::Size size;  // of the frames
+    cv::Size size;      // of the frames
+    bool deep = false;  // they have more than 8 bits
     std::vector<MeasuredFrame> frames;
     BrightnessHistogram histogram;  // of the frames of more than 8 bits
     cv::Mat spikeCounts;            // CV_32S: in how many frames a pixel stood out all alone
@@ -38,6 +40,6 @@ struct MeasuredSeries {
 /// Looks at the first frames and tells what they show.
 [[nodiscard]] ObjectKind findKind(FrameSeries& series, KindVotes& votes);
 
-/// Reads the whole series once, frame after frame, and flags those that are unreadable, of another size than the first
-/// one, without the object or with only a part of it.
+/// Reads the whole series once, frame after frame, and flags those that are unreadable, of another size or depth than
+/// the first one, without the object or with only a part of it.
 [[nodiscard]] MeasuredSeries measureSeries(FrameSeries& series, ObjectKind kind);

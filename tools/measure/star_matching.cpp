@@ -176,19 +176,21 @@ Candidate searchTurn(const std::vector<Star>& first, const std::vector<Star>& se
     return best;
 }
 
-std::optional<StarMatch> refineMatch(const std::vector<Star>& first, const std::vector<Star>& second,
-                                     const Candidate& candidate, bool skipStill) {
-    StarMatch match{{candidate.vote.x, candidate.vote.y, candidate.angle}};
+// Pairs up what the pose lays on each other, closer each time; empty when too few are left.
+std::optional<StarMatch> pairClosely(const std::vector<Star>& first, const std::vector<Star>& second, const Pose& start,
+                                     bool turns, bool skipStill) {
+    StarMatch match{start};
     std::vector<StarPair> pairs;
     for (const double limit : {4.0, 3.0, 2.0, pairLimit, pairLimit}) {
         pairs = pairStars(first, second, match.pose, limit, skipStill);
         if (pairs.size() < 3) return std::nullopt;
-        match.pose = fitPose(pairs);
+        match.pose = turns ? fitPose(pairs) : fitShift(pairs);
     }
     match.pairs = static_cast<int>(pairs.size());
     match.spread = measureSpread(pairs, match.pose);
+    match.angleError = match.spread / std::sqrt(measureMoment(pairs));
     // A turn no larger than the stars' own scatter can make is none: left in, it would move the far corners.
-    if (std::abs(match.pose.angle) < 2 * match.spread / std::sqrt(measureMoment(pairs))) match.pose = fitShift(pairs);
+    if (std::abs(match.pose.angle) < 2 * match.angleError) match.pose = fitShift(pairs);
     return match;
 }
 
@@ -203,11 +205,17 @@ std::optional<StarMatch> matchStars(const std::vector<Star>& first, const std::v
     for (const bool skipStill : {true, false}) {
         const Candidate candidate =
             searchTurn(first, second, expectedTurn, maximumTurn, skipStill, std::max(leastMoving, fewer / 2));
-        const auto match = refineMatch(first, second, candidate, skipStill);
+        const Pose start{candidate.vote.x, candidate.vote.y, candidate.angle};
+        const auto match = pairClosely(first, second, start, true, skipStill);
         // Standing still, hot pixels alone could agree: most stars of the first frame must.
         const int least = skipStill ? leastMoving : std::max(leastMoving, static_cast<int>(first.size()) * 2 / 5);
         if (!match || match->pairs < least) continue;
         if (std::abs(match->pose.angle - expectedTurn) <= maximumTurn + turnStep) return match;
     }
     return std::nullopt;
+}
+
+std::optional<StarMatch> refineMatch(const std::vector<Star>& first, const std::vector<Star>& second, const Pose& start,
+                                     bool turns) {
+    return pairClosely(first, second, start, turns, false);
 }

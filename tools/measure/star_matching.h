@@ -10,8 +10,9 @@
 /// scene.
 struct StarMatch {
     Pose pose;
-    int pairs = 0;      // stars that face each other within a pixel and a half
-    double spread = 0;  // rms distance of those, pixels
+    int pairs = 0;          // stars that face each other within a pixel and a half
+    double spread = 0;      // rms distance of those, pixels
+    double angleError = 0;  // standard deviation of the turn, radians
 };
 
 /// Finds the shift and the turn between two star lists by the votes of all pairs: first near the expected turn
@@ -19,3 +20,7 @@ struct StarMatch {
 /// do, counts only when nothing else agrees. Empty when too few stars do.
 [[nodiscard]] std::optional<StarMatch> matchStars(const std::vector<Star>& first, const std::vector<Star>& second,
                                                   double expectedTurn, double maximumTurn);
+
+/// The same from a pose within a few pixels, which may stand still; without turns the angle is 0.
+[[nodiscard]] std::optional<StarMatch> refineMatch(const std::vector<Star>& first, const std::vector<Star>& second,
+                                                   const Pose& start, bool turns);

@@ -6,7 +6,7 @@
 #include "subcommands.h"
 
 void addMerge(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("merge", tr("Puts the parts of a script together."));
+    CLI::App* command = program.add_subcommand("merge", tr("Puts the parts of a script together"));
     const auto options = std::make_shared<MergeOptions>();
     command->add_option("SCRIPT", options->script, tr("The script"))->required();
     command->add_option("PARTS", options->parts, tr("The part files"))->required();

@@ -17,7 +17,7 @@ bool parsePair(const std::string& text, char separator, int& first, int& second)
 }  // namespace
 
 void addPart(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("part", tr("Processes some images of a script, for merge."));
+    CLI::App* command = program.add_subcommand("part", tr("Processes some images of a script, for merge"));
     const auto options = std::make_shared<PartOptions>();
     command->add_option("SCRIPT", options->script, tr("The script"))->required();
     const auto parsePart = [options](const std::vector<std::string>& values) {

@@ -6,7 +6,7 @@
 #include "subcommands.h"
 
 void addRun(CLI::App& program, int& status) {
-    CLI::App* command = program.add_subcommand("run", tr("Runs a script on all cores."));
+    CLI::App* command = program.add_subcommand("run", tr("Runs a script on all cores"));
     const auto options = std::make_shared<RunOptions>();
     command->add_option("SCRIPT", options->script, tr("The script"))->required();
     command->add_option("-j,--jobs", options->cores, tr("Processes at work at the same time (default: one a core)"))

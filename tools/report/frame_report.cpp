@@ -123,7 +123,7 @@ void addFlag(FrameReport& frame, const std::string& flag) {
 
 bool isDoubtful(const FrameReport& frame) {
     return frame.kept && (hasFlag(frame, "limit") || hasFlag(frame, "jump") || hasFlag(frame, "different") ||
-                          hasFlag(frame, "worse"));
+                          hasFlag(frame, "worse") || hasFlag(frame, "unsure"));
 }
 
 void flagDoubtfulFrames(std::vector<FrameReport>& frames) {

@@ -191,6 +191,12 @@ std::string explainFlag(const std::string& flag) {
     if (flag == "missing") return tr("the object or the file was not found");
     if (flag == "unreadable") return tr("the file could not be read");
     if (flag == "rank") return tr("less sharp than the frames that were to be kept");
+    if (flag == "unmatched") return tr("it could not be laid on the other frames");
+    if (flag == "overlap") return tr("it shares too little with the reference");
+    if (flag == "dimension") return tr("another size than the first frame");
+    if (flag == "depth") return tr("another number of bits than the first frame");
+    if (flag == "smeared") return tr("the object is much larger than in the other frames");
+    if (flag == "unsure") return tr("too few stars, or too noisy ones, for its turn to be known to 0.1 degree");
     if (flag == "clipped") return tr("its brightest places are clipped");
     if (flag == "unused") return tr("the script does not name it");
     if (flag == "unfinished") return tr("the run ended before it");

@@ -7,7 +7,7 @@
 
 void addReport(CLI::App& program, int& status) {
     const auto options = std::make_shared<ReportOptions>();
-    CLI::App* command = program.add_subcommand("report", tr("Writes a table and a page on what a run did."));
+    CLI::App* command = program.add_subcommand("report", tr("Writes a table and a page on what a run did"));
     command->add_option("FOLDER", options->target, tr("A folder that prepare or stack made, or a run's script"))
         ->required();
     command->add_option("--log", options->log,
