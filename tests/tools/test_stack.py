@@ -4,6 +4,7 @@ import csv
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import tempfile
 import unittest
@@ -49,7 +50,7 @@ class Stack(unittest.TestCase):
         return [float(line.split()[0]) for line in judged.stdout.splitlines()]
 
     def check_poses(self, folder):
-        checked = run(checker, self.series / "truth/poses.csv", folder / "table.csv", 1.3, 0.1)
+        checked = run(checker, self.series / "truth/poses.csv", folder / "table.csv", 1, 0.1)
         self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
 
     def test_second_pass_is_closer_to_the_truth(self):
@@ -105,13 +106,17 @@ class Stack(unittest.TestCase):
         self.assertEqual(places, expected)
         self.assertTrue(any(place % 2 for frame in places for place in frame), places)
 
-    def test_frames_cut_by_the_border_are_named(self):
-        make_series(self.series, "--kind", "disc", "--count", 7, "--width", 220, "--height", 140, "--drift", 25, 0,
-                    "--seeing", 0.2)
+    def test_frames_that_cannot_be_used_are_named(self):
+        """Cut by the border; of 16 bits among ones of 8."""
+        scene = ("--kind", "disc", "--count", 9, "--width", 270, "--height", 140, "--drift", 25, 0, "--seeing", 0.2)
+        make_series(self.series, *scene)
+        run(maker, self.place / "deep", "--format", "png16", *scene)
+        (self.place / "deep/frame3.png").rename(self.series / "frame3.png")
         folder, done = self.stack("sum", status=1)
         flags = [row["flags"].split() for row in read_table(folder)]
-        self.assertEqual([i + 1 for i, words in enumerate(flags) if "cut" in words], [1, 7])
-        self.assertIn("5 of 7 frames summed; frame 1 left out (cut); frame 7 left out (cut).", done.stdout)
+        self.assertEqual([i + 1 for i, words in enumerate(flags) if "cut" in words], [1, 9])
+        self.assertIn("6 of 9 frames summed; frame 1 left out (cut); frame 3 left out (depth); frame 9 left out (cut).",
+                      done.stdout)
         self.check_poses(folder)
 
     def test_stars_take_one_pass(self):
@@ -124,7 +129,9 @@ class Stack(unittest.TestCase):
     def test_turning_stars_are_turned_back_as_measured(self):
         make_series(self.series, "--kind", "stars", "--count", 8, "--width", 400, "--height", 300, "--seeing", 0,
                     "--blur", 0.6, 1, "--drift", 6.3, -4.1, "--turn", 0.4)
-        folder, _ = self.stack("sum", "--turn")
+        folder = self.place / "sum"
+        done = run(tools, "stack", "--turn", self.series, "-o", folder)
+        self.assertEqual(done.returncode, 0, done.stderr)
         self.check_poses(folder)
         turns = [float(row["angle"]) for row in read_table(folder)]
         self.assertGreater(max(turns) - min(turns), 2.6)
@@ -147,6 +154,27 @@ class Stack(unittest.TestCase):
         self.assertEqual([file.name for file in folder.iterdir()], ["sum.png"])
         self.stack("mine", "--force")
         self.assertTrue((folder / "sum.png").read_bytes().startswith(b"\x89PNG"))
+
+    def test_interrupt_ends_it_by_that_signal(self):
+        """As from a terminal: to all its processes. Nothing is half written, and the next run takes its place."""
+        make_series(self.series, "--count", 40, "--width", 640, "--height", 480)
+        folder = self.place / "sum"
+        ends = []
+        for seconds in (0.3, 1, 2):
+            with self.subTest(seconds=seconds):
+                started = subprocess.Popen([tools, "stack", self.series, "-o", folder, "--force"],
+                                           start_new_session=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+                try:
+                    started.wait(seconds)
+                except subprocess.TimeoutExpired:
+                    os.killpg(started.pid, signal.SIGINT)
+                started.communicate(timeout=60)
+                ends.append(started.returncode)
+                for picture in folder.rglob("*.bmp"):
+                    self.assertEqual(picture.stat().st_size, int.from_bytes(picture.read_bytes()[2:6], "little"))
+        self.assertEqual(ends[0], -signal.SIGINT)  # the others may have come to their end
+        self.assertLessEqual(set(ends), {-signal.SIGINT, 0, 1})
+        self.stack("sum", "--force", "--no-bend", status=(0, 1))
 
 
 if __name__ == "__main__":
