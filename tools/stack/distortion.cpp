@@ -10,16 +10,19 @@
 
 namespace {
 
-constexpr int pieceSize = 25, pieceDistance = 26;  // pixels: pieces that share no noise
-constexpr int reach = 6;                           // pixels that a piece may lie off
-constexpr int mostFrames = 12;
-constexpr double leastLikeness = 0.5;  // correlation of a piece that was recognised
+constexpr int pieceSize = 26;                    // pixels; pieces side by side share no noise
+constexpr int fewPieces = 30;                    // in the object, from which down they lie closer
+constexpr int reach = 6;                         // pixels that a piece may lie off
+constexpr int farthest = 4 * pieceSize;          // pixels between two that are compared
+constexpr int enoughPieces = 1200;               // of all frames looked at
+constexpr int fewestLooks = 12, mostLooks = 60;  // frames to look at
+constexpr double usualScale = 50;                // pixels, where it is not known
+constexpr double leastLikeness = 0.5;            // correlation of a piece that was recognised
 constexpr int leastSamples = 40;
 constexpr double leastStrength = 0.3;  // pixels, below which the blocks' own errors do more harm than the air
 
-// The pieces of one frame: displacements, and whether they are known, row by row.
+// The pieces of one frame: displacements, and whether they are known.
 struct PieceField {
-    int columns = 0, rows = 0;
     std::vector<cv::Point2d> moves;
     std::vector<bool> known;
 };
@@ -47,55 +50,97 @@ bool findPiece(const cv::Mat& mean, const cv::Mat& frame, cv::Point corner, cv::
     return true;
 }
 
-PieceField measurePieces(const cv::Mat& mean, const cv::Mat& frame, const cv::Mat& object) {
-    PieceField field;
-    field.columns = std::max(0, (mean.cols - pieceSize - 2 * reach) / pieceDistance + 1);
-    field.rows = std::max(0, (mean.rows - pieceSize - 2 * reach) / pieceDistance + 1);
-    if (mean.cols < pieceSize + 2 * reach || mean.rows < pieceSize + 2 * reach) field.columns = field.rows = 0;
-    cv::Point2d sum;
+// Where pieces of that distance lie wholly on the object: their corners, row by row.
+struct PieceGrid {
+    int distance = pieceSize, columns = 0, rows = 0;
+    std::vector<bool> onObject;
     int count = 0;
-    for (int row = 0; row < field.rows; ++row) {
-        for (int column = 0; column < field.columns; ++column) {
-            const cv::Point corner(reach + column * pieceDistance, reach + row * pieceDistance);
-            const cv::Mat covered = object(cv::Rect(corner, cv::Size(pieceSize, pieceSize)));
-            cv::Point2d move;
-            const bool known =
-                cv::countNonZero(covered) == pieceSize * pieceSize && findPiece(mean, frame, corner, move);
-            field.moves.push_back(move);
-            field.known.push_back(known);
-            if (!known) continue;
-            sum += move;
-            ++count;
+};
+
+PieceGrid layOutPieces(const cv::Mat& object, int distance) {
+    PieceGrid grid;
+    grid.distance = distance;
+    const int width = object.cols - pieceSize - 2 * reach, height = object.rows - pieceSize - 2 * reach;
+    if (width < 0 || height < 0) return grid;
+    grid.columns = width / distance + 1;
+    grid.rows = height / distance + 1;
+    for (int row = 0; row < grid.rows; ++row) {
+        for (int column = 0; column < grid.columns; ++column) {
+            const cv::Rect piece(reach + column * distance, reach + row * distance, pieceSize, pieceSize);
+            grid.onObject.push_back(cv::countNonZero(object(piece)) == piece.area());
+            grid.count += grid.onObject.back() ? 1 : 0;
         }
     }
-    // What all pieces have in common is a shift, which bending need not find.
-    for (size_t i = 0; i < field.moves.size(); ++i) field.moves[i] -= sum / std::max(1, count);
+    return grid;
+}
+
+PieceField measurePieces(const cv::Mat& mean, const cv::Mat& frame, const PieceGrid& grid) {
+    PieceField field;
+    for (size_t i = 0; i < grid.onObject.size(); ++i) {
+        const int row = static_cast<int>(i) / grid.columns, column = static_cast<int>(i) % grid.columns;
+        const cv::Point corner(reach + column * grid.distance, reach + row * grid.distance);
+        cv::Point2d move;
+        field.known.push_back(grid.onObject[i] && findPiece(mean, frame, corner, move));
+        field.moves.push_back(move);
+    }
     return field;
 }
 
-// Sums of products of the displacements of pieces that lie so many pieces apart, across or down; both axes count.
-struct LagSums {
-    double products = 0;
+// The mean square of the differences, along one axis, between pieces that lie so far apart: half of it is what one
+// piece has for itself. A shift that all have in common has no part in it, however few the pieces are.
+struct Lag {
+    double distance = 0;  // pixels
+    double squares = 0;
     int64_t count = 0;
+
+    [[nodiscard]] double half() const { return squares / (2 * static_cast<double>(count)); }
 };
 
-void addLag(const PieceField& field, int lag, LagSums& sums) {
+void addLag(const PieceGrid& grid, const PieceField& field, int lag, Lag& sums) {
     const auto add = [&](size_t a, size_t b) {
         if (!field.known[a] || !field.known[b]) return;
-        sums.products += (field.moves[a].x * field.moves[b].x + field.moves[a].y * field.moves[b].y) / 2;
+        const cv::Point2d difference = field.moves[a] - field.moves[b];
+        sums.squares += difference.dot(difference) / 2;
         ++sums.count;
     };
-    for (int row = 0; row < field.rows; ++row) {
-        for (int column = 0; column < field.columns; ++column) {
-            const auto index = static_cast<size_t>(row * field.columns + column);
-            if (column + lag < field.columns) add(index, index + static_cast<size_t>(lag));
-            if (row + lag < field.rows && lag > 0) add(index, index + static_cast<size_t>(lag * field.columns));
+    for (int row = 0; row < grid.rows; ++row) {
+        for (int column = 0; column < grid.columns; ++column) {
+            const auto index = static_cast<size_t>(row * grid.columns + column);
+            if (column + lag < grid.columns) add(index, index + static_cast<size_t>(lag));
+            if (row + lag < grid.rows) add(index, index + static_cast<size_t>(lag * grid.columns));
         }
     }
 }
 
-double meanOf(const LagSums& sums) {
-    return sums.count > 0 ? sums.products / static_cast<double>(sums.count) : 0.0;
+// The air of that scale that comes closest to the lags: the correlation of two places falls as exp(-(r / scale)^2), and
+// what pieces have for themselves at any distance is the error. Returns the misfit.
+double fitLags(const std::vector<Lag>& lags, double scale, Distortion& distortion) {
+    double weight = 0, sumX = 0, sumY = 0, sumXX = 0, sumXY = 0;
+    const auto rise = [scale](const Lag& lag) { return 1 - std::exp(-std::pow(lag.distance / scale, 2)); };
+    for (const Lag& lag : lags) {
+        const auto n = static_cast<double>(lag.count);
+        weight += n;
+        sumX += n * rise(lag);
+        sumY += n * lag.half();
+        sumXX += n * rise(lag) * rise(lag);
+        sumXY += n * rise(lag) * lag.half();
+    }
+    const double spread = sumXX - sumX * sumX / weight;
+    double strength = spread > 1e-9 * weight ? (sumXY - sumX * sumY / weight) / spread : 0;
+    double error = (sumY - strength * sumX) / weight;
+    if (error < 0) {
+        error = 0;
+        strength = sumXY / sumXX;
+    }
+    strength = std::max(strength, 0.0);
+    double misfit = 0;
+    for (const Lag& lag : lags) {
+        misfit += static_cast<double>(lag.count) * std::pow(lag.half() - error - strength * rise(lag), 2);
+    }
+    distortion.strength = std::sqrt(strength);
+    distortion.error = std::sqrt(error);
+    distortion.scale = scale;
+    return misfit;
 }
 
 }  // namespace
@@ -106,27 +151,38 @@ Distortion measureDistortion(const PassReview& review) {
     std::vector<const FrameReport*> trusted;
     for (const FrameReport& frame : review.frames)
         if (isTrusted(frame)) trusted.push_back(&frame);
-    LagSums lags[3];
-    const size_t step = trusted.size() / mostFrames + 1;
-    for (size_t i = 0; i < trusted.size(); i += step) {
+    PieceGrid grid = layOutPieces(review.object, pieceSize);
+    if (grid.count < fewPieces) grid = layOutPieces(review.object, pieceSize / 2);
+    const auto frames = static_cast<size_t>(std::clamp(enoughPieces / std::max(grid.count, 1), fewestLooks, mostLooks));
+    std::vector<Lag> lags;
+    // Pieces nearer than that share pixels, and so errors.
+    for (int lag = (pieceSize + grid.distance - 1) / grid.distance; lag * grid.distance <= farthest; ++lag) {
+        lags.push_back({.distance = static_cast<double>(lag * grid.distance)});
+    }
+    Distortion distortion;
+    const size_t step = trusted.size() / frames + 1;
+    for (size_t i = 0; i < trusted.size() && grid.count > 1; i += step) {
         const cv::Mat aligned = readAligned(review, *trusted[i]);
         if (aligned.empty()) continue;
         cv::Mat grey;
         cv::cvtColor(aligned, grey, cv::COLOR_BGR2GRAY);
-        const PieceField field = measurePieces(mean, grey, review.object);
-        for (int lag = 0; lag < 3; ++lag) addLag(field, lag, lags[lag]);
+        const PieceField field = measurePieces(mean, grey, grid);
+        distortion.samples += static_cast<int>(std::count(field.known.begin(), field.known.end(), true));
+        for (Lag& lag : lags) addLag(grid, field, static_cast<int>(lag.distance) / grid.distance, lag);
     }
-    Distortion distortion = {.samples = static_cast<int>(lags[0].count)};
+    std::erase_if(lags, [](const Lag& lag) { return lag.count < leastSamples; });
+    if (lags.size() < 2) distortion.samples = 0;
     if (distortion.samples < leastSamples) return distortion;
-    // A correlation exp(-(r / scale)^2), which the errors of single pieces do not have: two distances tell its height
-    // and its width, and what is missing at none is the error.
-    const double near = std::max(meanOf(lags[1]), 0.0);
-    const double far = std::clamp(meanOf(lags[2]), 0.02 * near, 0.9 * near);
-    if (near > 0) {
-        distortion.scale = pieceDistance * std::sqrt(3 / std::log(near / far));
-        distortion.strength = std::sqrt(std::min(near * std::cbrt(near / far), std::max(meanOf(lags[0]), near)));
+    // Two distances alone do not tell the scale.
+    const bool tellScale = lags.size() > 2;
+    double least = 0;
+    for (double scale = tellScale ? 15 : usualScale; scale <= (tellScale ? 150 : usualScale); scale *= 1.04) {
+        Distortion fitted = distortion;
+        const double misfit = fitLags(lags, scale, fitted);
+        if (distortion.scale > 0 && misfit >= least) continue;
+        least = misfit;
+        distortion = fitted;
     }
-    distortion.error = std::sqrt(std::max(0.0, meanOf(lags[0]) - distortion.strength * distortion.strength));
     return distortion;
 }
 
