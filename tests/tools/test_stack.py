@@ -54,9 +54,10 @@ class Stack(unittest.TestCase):
         self.assertEqual(checked.returncode, 0, checked.stdout + checked.stderr)
 
     def test_second_pass_is_closer_to_the_truth(self):
-        for kind in ("planet", "surface"):
+        for kind in ("planet", "surface", "disc"):
             with self.subTest(kind):
-                make_series(self.series, "--kind", kind, "--count", 12, "--width", 280, "--height", 220, "--noise", 0.5)
+                make_series(self.series, "--kind", kind, "--count", 12, "--width", 280, "--height", 220, "--noise", 0.5,
+                            "--seeing", 1.5)
                 one, _ = self.stack(f"{kind} one", "--passes", 1, status=(0, 1))
                 two, done = self.stack(f"{kind} two")
                 self.assertTrue(done.stdout.endswith(f"12 of 12 frames summed. Sum: {two}/sum.png\n"), done.stdout)

@@ -204,10 +204,10 @@ std::optional<BlockSettings> chooseBending(const Distortion& distortion, cv::Siz
     blocks.step = enlarge == 1 ? 0.5 : 1.0;
     // Twice the rms holds all but one displacement in twenty; beyond, blocks with little detail run away further.
     blocks.maximum = std::clamp(static_cast<int>(std::lround(2 * distortion.strength * enlarge)), 2, 6 * enlarge);
-    // A block of a fifth of the scale to either side: larger ones average over what moves differently, smaller ones
+    // A block of a seventh of the scale to either side: larger ones average over what moves differently, smaller ones
     // are lost in the noise.
-    const double side = 0.2 * distortion.scale * enlarge * std::sqrt(std::max(1.0, distortion.error / 0.5));
-    blocks.block = std::clamp(static_cast<int>(std::lround(side)), 6 * enlarge, 12 * enlarge);
+    const double side = 0.14 * distortion.scale * enlarge * std::sqrt(std::max(1.0, distortion.error / 0.5));
+    blocks.block = std::clamp(static_cast<int>(std::lround(side)), 5 * enlarge, 14 * enlarge);
     // The grid at which a block's shift holds where it was measured.
     blocks.grid = 2 * (blocks.block + blocks.maximum + 1);
     if (2 * blocks.grid > std::min(frame.width, frame.height) * enlarge) {
