@@ -13,7 +13,9 @@ std::string checkTurn(const std::string& text) {
     if (text == flagAlone) return "";
     char* end = nullptr;
     const double degrees = std::strtod(text.c_str(), &end);
-    return *end == '\0' && degrees > 0 && degrees <= 180 ? "" : tr("takes degrees, more than 0 and up to 180, as in --turn=5");
+    return *end == '\0' && degrees > 0 && degrees <= 180
+               ? ""
+               : tr("takes degrees, more than 0 and up to 180, as in --turn=5");
 }
 
 }  // namespace
