@@ -245,7 +245,7 @@ TEST(StarMatching, LetsNoStandingPixelsWin) {
 TEST(StarCatalogue, TakesTheKeyFramesErrorsAway) {
     cv::RNG random(11);
     std::vector<Place> scene, hotPixels;
-    for (int i = 0; i < 60; ++i) scene.push_back({random.uniform(-100.0, 740.0), random.uniform(-100.0, 580.0)});
+    for (int i = 0; i < 100; ++i) scene.push_back({random.uniform(-100.0, 740.0), random.uniform(-100.0, 580.0)});
     for (int i = 0; i < 15; ++i) hotPixels.push_back({random.uniform(0.0, 640.0), random.uniform(0.0, 480.0)});
     std::vector<MeasuredFrame> frames(20);
     std::vector<Pose> truths;
@@ -254,6 +254,7 @@ TEST(StarCatalogue, TakesTheKeyFramesErrorsAway) {
         truths.push_back({6.3 * t, -4.1 * t, 0.1 * degree * t});
         for (const Place& star : scene) {
             const Place place = placeInFrame(truths.back(), star);
+            if (!cv::Rect({}, frameSize).contains({static_cast<int>(place.x), static_cast<int>(place.y)})) continue;
             frames[i].stars.push_back({place.x + random.gaussian(0.5), place.y + random.gaussian(0.5), 40, 0.5});
         }
         for (const Place& pixel : hotPixels) frames[i].stars.push_back({pixel.x, pixel.y, 60, 1});
@@ -262,7 +263,7 @@ TEST(StarCatalogue, TakesTheKeyFramesErrorsAway) {
     }
     frames[4].flags.emplace_back("unmatched");
     frames[4].tracked.pose = {};
-    layOnAllStars(frames);
+    layOnAllStars(frames, frameSize);
     EXPECT_EQ(frames[4].tracked.pose.x, 0) << "frames that are left out stay as they are";
     for (size_t i = 0; i < frames.size(); ++i) {
         if (i == 4) continue;

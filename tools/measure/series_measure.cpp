@@ -155,6 +155,6 @@ MeasuredSeries measureSeries(FrameSeries& series, ObjectKind kind) {
     } else {
         flagSmallIslands(measured.frames);
     }
-    if (kind == ObjectKind::stars) layOnAllStars(measured.frames);
+    if (kind == ObjectKind::stars) layOnAllStars(measured.frames, measured.size);
     return measured;
 }

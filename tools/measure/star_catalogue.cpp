@@ -2,16 +2,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "measure/star_matching.h"
 
 namespace {
 
 constexpr int rounds = 4;
-constexpr int fewestSightings = 3;
-constexpr double sameStar = 3;       // pixels of the scene between two sightings of a star
-constexpr double stillSpread = 0.4;  // pixels rms that a hot pixel moves in the frames
-constexpr double movedSpread = 1;    // pixels rms, from which on it then moves through the scene
+constexpr size_t enoughFrames = 200;     // tell the stars' places better than one frame shows them
+constexpr int fewestSightings = 3;       // of a star, and
+constexpr double leastVisibility = 0.2;  // of the frames that its place lies in
+constexpr double sameStar = 3;           // pixels of the scene between two sightings of a star
+constexpr double frameMargin = 5;        // pixels beside a frame within which a star may still turn out to lie in it
 
 // Places of a star, added up.
 struct PlaceSum {
@@ -53,17 +55,23 @@ CatalogueStar& findOrAdd(std::vector<CatalogueStar>& catalogue, Place place) {
     return nearest < catalogue.size() ? catalogue[nearest] : catalogue.emplace_back();
 }
 
+// A star keeps its place in the scene, a hot pixel in the frames.
 bool isHotPixel(const CatalogueStar& star) {
-    return spreadOf(star.frames) < stillSpread && spreadOf(star.scene) > movedSpread;
+    return spreadOf(star.scene) > 2 * spreadOf(star.frames);
 }
 
-// The mean places in the scene of the stars that several frames show.
-std::vector<Star> makeCatalogue(const std::vector<MeasuredFrame>& frames) {
+bool isInFrame(const Pose& pose, Place scene, cv::Size size) {
+    const Place place = placeInFrame(pose, scene);
+    return place.x > -frameMargin && place.y > -frameMargin && place.x < size.width + frameMargin &&
+           place.y < size.height + frameMargin;
+}
+
+// The mean places in the scene of the stars that these frames show.
+std::vector<Star> makeCatalogue(const std::vector<MeasuredFrame*>& frames, cv::Size size) {
     std::vector<CatalogueStar> catalogue;
-    for (const MeasuredFrame& frame : frames) {
-        if (!frame.flags.empty()) continue;
-        for (const Star& star : frame.stars) {
-            const Place place = placeInScene(frame.tracked.pose, {star.x, star.y});
+    for (const MeasuredFrame* frame : frames) {
+        for (const Star& star : frame->stars) {
+            const Place place = placeInScene(frame->tracked.pose, {star.x, star.y});
             CatalogueStar& known = findOrAdd(catalogue, place);
             addPlace(known.scene, place);
             addPlace(known.frames, {star.x, star.y});
@@ -73,25 +81,38 @@ std::vector<Star> makeCatalogue(const std::vector<MeasuredFrame>& frames) {
     for (const CatalogueStar& star : catalogue) {
         if (star.scene.count < fewestSightings || isHotPixel(star)) continue;
         const Place mean = meanOf(star.scene);
+        const auto chances = std::count_if(frames.begin(), frames.end(), [&](const MeasuredFrame* frame) {
+            return isInFrame(frame->tracked.pose, mean, size);
+        });
+        if (star.scene.count < leastVisibility * static_cast<double>(chances)) continue;  // noise
         stars.push_back({.x = mean.x, .y = mean.y});
     }
     return stars;
 }
 
+void layOnCatalogue(const std::vector<Star>& catalogue, cv::Size size, bool turns, MeasuredFrame& frame) {
+    std::vector<Star> visible;
+    std::copy_if(catalogue.begin(), catalogue.end(), std::back_inserter(visible), [&](const Star& star) {
+        return isInFrame(frame.tracked.pose, {star.x, star.y}, size);
+    });
+    const auto match = refineMatch(visible, frame.stars, frame.tracked.pose, turns);
+    if (!match) return;
+    frame.tracked.pose = match->pose;
+    frame.angleError = match->angleError;
+}
+
 }  // namespace
 
-void layOnAllStars(std::vector<MeasuredFrame>& frames) {
-    const bool turns = std::any_of(frames.begin(), frames.end(), [](const MeasuredFrame& frame) {
-        return frame.flags.empty() && frame.tracked.pose.angle != 0;
-    });
-    for (int round = 0; round < rounds; ++round) {
-        const std::vector<Star> catalogue = makeCatalogue(frames);
-        for (MeasuredFrame& frame : frames) {
-            if (!frame.flags.empty()) continue;
-            const auto match = refineMatch(catalogue, frame.stars, frame.tracked.pose, turns);
-            if (!match) continue;
-            frame.tracked.pose = match->pose;
-            frame.angleError = match->angleError;
-        }
+void layOnAllStars(std::vector<MeasuredFrame>& frames, cv::Size size) {
+    std::vector<MeasuredFrame*> good, looked;
+    for (MeasuredFrame& frame : frames)
+        if (frame.flags.empty()) good.push_back(&frame);
+    const bool turns = std::any_of(good.begin(), good.end(),
+                                   [](const MeasuredFrame* frame) { return frame->tracked.pose.angle != 0; });
+    const size_t step = good.size() / enoughFrames + 1;
+    for (size_t i = 0; i < good.size(); i += step) looked.push_back(good[i]);
+    for (int round = 1; round <= rounds; ++round) {
+        const std::vector<Star> catalogue = makeCatalogue(looked, size);
+        for (MeasuredFrame* frame : round < rounds ? looked : good) layOnCatalogue(catalogue, size, turns, *frame);
     }
 }
