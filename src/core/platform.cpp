@@ -59,10 +59,9 @@ int64_t measureFile(std::FILE* file) {
 void preferLargePages([[maybe_unused]] void* memory, [[maybe_unused]] size_t bytes) {
 #if defined(MADV_HUGEPAGE)
     // The whole pages within, which belong to nothing else.
-    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    const uintptr_t start = reinterpret_cast<uintptr_t>(memory);
-    const uintptr_t first = (start + page - 1) / page * page, end = (start + bytes) / page * page;
-    if (first < end) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t before = (page - reinterpret_cast<uintptr_t>(memory) % page) % page;
+    if (before < bytes) madvise(static_cast<char*>(memory) + before, (bytes - before) / page * page, MADV_HUGEPAGE);
 #endif
 }
 

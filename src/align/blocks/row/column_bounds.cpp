@@ -7,6 +7,7 @@
 
 #include "align/blocks/row/column_bounds_neon.h"
 #include "align/blocks/row/column_bounds_x86.h"
+#include "align/blocks/row/row_mixing_avx512.h"
 #include "align/measure/pair_cost.h"
 #include "core/vector_level.h"
 
@@ -77,12 +78,12 @@ void addRunsPlain(const float* sums, size_t sumStride, size_t count, float* tota
 }
 
 constexpr std::array columnKernels = {
-    ColumnKernel{prepareStillPlain, prepareMovingPlain, sumColumnsPlain, addRunsPlain},
+    ColumnKernel{prepareStillPlain, prepareMovingPlain, sumColumnsPlain, addRunsPlain, nullptr},
 #if defined(__x86_64__)
-    ColumnKernel{prepareStillAvx2, prepareMovingAvx2, sumColumnsAvx2, addRunsAvx2},
-    ColumnKernel{prepareStillAvx2, prepareMovingAvx2, sumColumnsAvx512, addRunsAvx2},
+    ColumnKernel{prepareStillAvx2, prepareMovingAvx2, sumColumnsAvx2, addRunsAvx2, nullptr},
+    ColumnKernel{prepareStillAvx2, prepareMovingAvx2, sumColumnsAvx512, addRunsAvx2, mixExactRowsAvx512},
 #elif defined(__aarch64__)
-    ColumnKernel{prepareStillNeon, prepareMovingNeon, sumColumnsNeon, addRunsNeon},
+    ColumnKernel{prepareStillNeon, prepareMovingNeon, sumColumnsNeon, addRunsNeon, nullptr},
 #endif
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "imageio/image.h"
 
@@ -56,11 +57,27 @@ using SumColumns = void (*)(const FacingColumns& columns, float* sums, size_t su
 /// totals[r].
 using AddRuns = void (*)(const float* sums, size_t sumStride, size_t count, float* totals, size_t rows);
 
+/// Two rows of mixes (level_mixing.h) and what is mixed from them: a row of records for each fraction down, in n-ths.
+struct MixedRow {
+    int32_t fraction;
+    MovingPixels* to;
+};
+struct RowPair {
+    const uint16_t *above, *below;
+    bool inside;  // no mix across leaves the levels
+    std::span<const MixedRow> rows;
+};
+
+/// Mixes count pixels down and prepares them, as many as fill records, which lie stride apart, for n up to
+/// largestShortN. A pixel that leaves 0 to 255 in any channel has no data.
+using MixRows = void (*)(const RowPair& pair, size_t count, int32_t n, size_t stride);
+
 struct ColumnKernel {
     PrepareStill prepareStill;
     PrepareMoving prepareMoving;
     SumColumns sumColumns;
     AddRuns addRuns;
+    MixRows mixRows;  // null: rows are mixed down first, then prepared
 };
 
 void prepareStillPlain(const Pixel* pixels, size_t count, uint32_t* factors, int32_t* norms);

@@ -5,7 +5,7 @@
 
 #include "align/blocks/row/open_bounds_neon.h"
 #include "align/blocks/row/open_bounds_x86.h"
-#include "align/blocks/row/open_mixing_avx512.h"
+#include "align/blocks/row/row_mixing_avx512.h"
 #include "core/vector_level.h"
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include "align/blocks/row/column_bounds.h"
 #include "imageio/image.h"
@@ -22,25 +21,11 @@
 using PrepareOpenMoving = void (*)(const Pixel* lower, const Pixel* upper, size_t count, MovingPixels* moving,
                                    size_t stride);
 
-/// Two rows of mixes (level_mixing.h), and what is mixed from them: a row of records for each fraction down, in n-ths.
-struct OpenRow {
-    int32_t fraction;
-    MovingPixels* to;
-};
-struct OpenRows {
-    const uint16_t *above, *below;
-    bool inside;  // no mix across leaves the levels
-    std::span<const OpenRow> rows;
-};
-
-/// Mixes count pixels down and prepares them, as many as fill records, which lie stride apart.
-using MixOpenRows = void (*)(const OpenRows& rows, size_t count, int32_t n, size_t stride);
-
 struct OpenKernel {
     PrepareStill prepareStill;
     PrepareOpenMoving prepareMoving;
     SumColumns sumColumns;
-    MixOpenRows mixRows;  // for n up to largestShortN; null: mixed down first, then prepared
+    MixRows mixRows;  // null: rows are mixed down first, then prepared
 };
 
 void prepareOpenStillPlain(const Pixel* pixels, size_t count, uint32_t* factors, int32_t* norms);

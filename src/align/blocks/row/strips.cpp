@@ -63,16 +63,16 @@ void mixRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group
                                      to + i * shape.pitch * static_cast<int64_t>(sizeof(Pixel)));
         }
     }
-    const MixOpenRows mixOpenRows = plan.exact || n > largestShortN ? nullptr : openKernel().mixRows;
-    std::vector<OpenRow> openRows;
+    const MixRows mixAtOnce = n > largestShortN ? nullptr : plan.exact ? columnKernel().mixRows : openKernel().mixRows;
+    std::vector<MixedRow> rows;
     for (int64_t offset = firstOffset; offset <= lastOffset; ++offset) {
         const uint16_t* above = strip.mixes.data() + (offset - firstOffset) * mixesPerRow;
-        openRows.clear();
+        rows.clear();
         for (const FractionSpan& down : plan.down.fractions) {
             if (offset < down.firstOffset || offset > down.lastOffset) continue;
             const int64_t row = strip.zeroRow[static_cast<size_t>(int64_t{down.fraction} + n)] + offset;
-            if (mixOpenRows != nullptr) {
-                openRows.push_back({down.fraction, strip.prepared.data() + row});
+            if (mixAtOnce != nullptr) {
+                rows.push_back({down.fraction, strip.prepared.data() + row});
                 continue;
             }
             const bool inside = fraction >= 0 && down.fraction >= 0;
@@ -83,9 +83,9 @@ void mixRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group
             if (plan.exact && !inside) dropUnknown(strip);
             prepareRow(strip, plan.exact, row);
         }
-        if (mixOpenRows == nullptr) continue;
-        mixOpenRows({.above = above, .below = above + mixesPerRow, .inside = fraction >= 0, .rows = openRows},
-                    static_cast<size_t>(strip.stride), n, static_cast<size_t>(strip.rows));
+        if (mixAtOnce == nullptr) continue;
+        mixAtOnce({.above = above, .below = above + mixesPerRow, .inside = fraction >= 0, .rows = rows},
+                  static_cast<size_t>(strip.stride), n, static_cast<size_t>(strip.rows));
     }
 }
 

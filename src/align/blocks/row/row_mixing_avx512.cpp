@@ -1,7 +1,8 @@
-#include "align/blocks/row/open_mixing_avx512.h"
+#include "align/blocks/row/row_mixing_avx512.h"
 
 #if defined(__x86_64__)
 
+#include "align/blocks/row/column_bounds.h"
 #include "align/blocks/row/level_mixing.h"
 #include "align/blocks/row/short_divisor.h"
 #include "core/vector_instructions.h"
@@ -80,13 +81,17 @@ struct Levels {
     return {_mm512_maskz_mov_epi16(known, lowest), highest};  // what is beyond becomes 255 when it is packed
 }
 
-[[TARGET_AVX512, gnu::always_inline]] inline void mixRow(const Start& start, int32_t fraction, const Divisor& by,
-                                                         MovingPixels& to, const bool inside) {
+// The sums of a fraction down, in n^2-ths of a level.
+[[TARGET_AVX512]] inline Channels sumRows(const Start& start, int32_t fraction) {
     const __m512i times = _mm512_set1_epi16(static_cast<int16_t>(fraction));
-    const __m512i moreFirst = _mm512_mullo_epi16(start.step.first, times);
-    const __m512i moreSecond = _mm512_mullo_epi16(start.step.second, times);
-    const Levels first = cutSums(_mm512_add_epi16(start.base.first, moreFirst), by, inside);
-    const Levels second = cutSums(_mm512_add_epi16(start.base.second, moreSecond), by, inside);
+    return {_mm512_add_epi16(start.base.first, _mm512_mullo_epi16(start.step.first, times)),
+            _mm512_add_epi16(start.base.second, _mm512_mullo_epi16(start.step.second, times))};
+}
+
+[[TARGET_AVX512, gnu::always_inline]] inline void mixOpenRow(const Start& start, int32_t fraction, const Divisor& by,
+                                                             MovingPixels& to, const bool inside) {
+    const Channels sums = sumRows(start, fraction);
+    const Levels first = cutSums(sums.first, by, inside), second = cutSums(sums.second, by, inside);
     const __m512i lowest = _mm512_packus_epi16(first.lowest, second.lowest);
     const __m512i highest = _mm512_packus_epi16(first.highest, second.highest);
     const __mmask16 hasData = _mm512_test_epi32_mask(lowest, _mm512_set1_epi32(weightByte));
@@ -94,24 +99,66 @@ struct Levels {
     _mm512_store_si512(to.norms, _mm512_mask_mov_epi32(_mm512_set1_epi32(-1), hasData, packLevels(highest)));
 }
 
-}  // namespace
+// All of a word's bits where it is no level. A pixel is known when all of its channels are.
+[[TARGET_AVX512]] inline __m512i findBeyond(__m512i levels) {
+    return _mm512_movm_epi16(_mm512_cmpgt_epu16_mask(levels, _mm512_set1_epi16(255)));
+}
 
-[[TARGET_AVX512]] void mixOpenRowsAvx512(const OpenRows& rows, size_t count, int32_t n, size_t stride) {
+[[TARGET_AVX512, gnu::always_inline]] inline void mixExactRow(const Start& start, int32_t fraction, const Divisor& by,
+                                                              MovingPixels& to, const bool inside) {
+    const Channels sums = sumRows(start, fraction);
+    const __m512i first = divide(sums.first, by), second = divide(sums.second, by);
+    const __m512i pixels = _mm512_packus_epi16(first, second);
+    __mmask16 hasData = _mm512_test_epi32_mask(pixels, _mm512_set1_epi32(weightByte));
+    if (!inside) {
+        const __m512i beyond = _mm512_packs_epi16(findBeyond(first), findBeyond(second));
+        hasData = _mm512_mask_testn_epi32_mask(hasData, beyond, beyond);
+    }
+    const __m512i order = _mm512_broadcast_i32x4(_mm_setr_epi8(0, 0, 1, 2, 4, 4, 5, 6, 8, 8, 9, 10, 12, 12, 13, 14));
+    const __m512i counted = _mm512_subs_epu8(pixels, _mm512_set1_epi32(0x00606000));
+    const __m512i bytes =
+        _mm512_shuffle_epi8(_mm512_min_epu8(counted, _mm512_set1_epi32(0x003F3FFF)), order);  // blue, blue, green, red
+    const __m512i blue = _mm512_and_si512(bytes, _mm512_set1_epi32(0xFF));
+    const __m512i green = _mm512_and_si512(_mm512_srli_epi32(bytes, 16), _mm512_set1_epi32(0xFF));
+    const __m512i red = _mm512_slli_epi32(_mm512_srli_epi32(bytes, 24), 16);
+    const __m512i gradients =
+        _mm512_add_epi16(_mm512_or_si512(green, red), _mm512_set1_epi16(static_cast<int16_t>(lowestGradient)));
+    const __m512i scaled = _mm512_add_epi16(_mm512_slli_epi16(gradients, 2), _mm512_set1_epi16(256));
+    const __m512i norms = _mm512_add_epi32(_mm512_madd_epi16(gradients, scaled), _mm512_madd_epi16(blue, blue));
+    const __m512i doubled = _mm512_mask_add_epi8(bytes, 0xCCCCCCCCCCCCCCCC, bytes, bytes);
+    _mm512_store_si512(to.factors, _mm512_sub_epi8(_mm512_set1_epi32(0x40407F7F), doubled));
+    _mm512_store_si512(to.norms, _mm512_mask_mov_epi32(_mm512_set1_epi32(maskedNorm), hasData, norms));
+}
+
+template <bool exact>
+[[TARGET_AVX512, gnu::always_inline]] inline void mixRows(const RowPair& pair, size_t count, int32_t n, size_t stride) {
     const ShortDivisor divisor = makeShortDivisor(n);
     const Divisor by = {_mm512_set1_epi16(static_cast<int16_t>(divisor.factor)), _mm_cvtsi32_si128(divisor.shift)};
     for (size_t i = 0; i < count; i += MovingPixels::count) {
-        const Channels above = loadChannels(rows.above + i * sizeof(Pixel));
-        const Channels below = loadChannels(rows.below + i * sizeof(Pixel));
+        const Channels above = loadChannels(pair.above + i * sizeof(Pixel));
+        const Channels below = loadChannels(pair.below + i * sizeof(Pixel));
         const Start start = startRows(above, below, n);
-        for (const OpenRow& row : rows.rows) {
+        for (const MixedRow& row : pair.rows) {
             MovingPixels& to = row.to[i / MovingPixels::count * stride];
-            if (rows.inside && row.fraction >= 0) {
-                mixRow(start, row.fraction, by, to, true);
+            const bool inside = pair.inside && row.fraction >= 0;
+            if (exact) {
+                inside ? mixExactRow(start, row.fraction, by, to, true)
+                       : mixExactRow(start, row.fraction, by, to, false);
             } else {
-                mixRow(start, row.fraction, by, to, false);
+                inside ? mixOpenRow(start, row.fraction, by, to, true) : mixOpenRow(start, row.fraction, by, to, false);
             }
         }
     }
+}
+
+}  // namespace
+
+[[TARGET_AVX512]] void mixExactRowsAvx512(const RowPair& pair, size_t count, int32_t n, size_t stride) {
+    mixRows<true>(pair, count, n, stride);
+}
+
+[[TARGET_AVX512]] void mixOpenRowsAvx512(const RowPair& pair, size_t count, int32_t n, size_t stride) {
+    mixRows<false>(pair, count, n, stride);
 }
 
 #endif
