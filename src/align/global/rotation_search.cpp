@@ -82,14 +82,13 @@ CoarseMatch searchCoarsely(const ShiftRange& range) {
     return best;
 }
 
-// Shows addRow the facing pixels of the reference and of the whole current image turned by either angle, its origin
-// laid on the reference's: as of windows of its full size, each row of which is looked at once and not kept. Both
-// angles in one pass, as they read the same rows. The odd rows, without data, are left out. Returns the number of all
-// pairs and of the odd rows' own.
 struct PairCounts {
-    int64_t all, odd;
+    int64_t all, odd;  // odd: of the odd rows, which hold no data
 };
 
+// Shows addRow the facing pixels of the reference and of the whole current image turned by either angle, its origin
+// laid on the reference's: as of windows of its full size, each even row of which is looked at once and not kept. Both
+// angles in one pass, as they read the same rows.
 template <typename AddRow>
 PairCounts visitRows(const std::array<float, 2>& angles, const AddRow& addRow) {
     const Image &current = runState.current, &reference = runState.reference;
