@@ -14,6 +14,7 @@
 #include "export/mean_picture.h"
 #include "export/stretch.h"
 #include "frames/frame_series.h"
+#include "scratch_folder.h"
 
 namespace {
 
@@ -23,14 +24,9 @@ constexpr int width = 23, height = 17;  // no whole block of anything
 
 class Export : public testing::Test {
 protected:
-    fs::path folder = fs::path(testing::TempDir()) / "export é";
-    std::string stem = folder / "sum";
-
-    void SetUp() override {
-        fs::remove_all(folder);
-        fs::create_directories(folder);
-    }
-    void TearDown() override { fs::remove_all(folder); }
+    const ScratchFolder scratch;
+    const fs::path folder = scratch.path;
+    const std::string stem = folder / "sum";
 };
 
 // Planes as FITS has them: the bottom row of the picture first.

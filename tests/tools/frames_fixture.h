@@ -7,20 +7,14 @@
 #include <vector>
 
 #include "frames/frame_series.h"
+#include "scratch_folder.h"
 
-/// A folder of its own for every test, with a blank and a letter beyond ASCII in its name.
 class Frames : public testing::Test {
 protected:
-    void SetUp() override {
-        std::filesystem::remove_all(folder);
-        std::filesystem::create_directories(folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-    std::string at(const std::string& name) const { return (folder / name).string(); }
+    std::string at(const std::string& name) const { return scratch.at(name); }
 
-    const std::filesystem::path folder =
-        std::filesystem::temp_directory_path() /
-        (std::string("frames \xC3\xA9 ") + testing::UnitTest::GetInstance()->current_test_info()->name());
+    const ScratchFolder scratch;
+    const std::filesystem::path folder = scratch.path;
 };
 
 /// All frames of a series; where it cannot be opened, one with the problem.

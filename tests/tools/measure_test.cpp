@@ -18,6 +18,7 @@
 #include "measure/star_catalogue.h"
 #include "measure/star_matching.h"
 #include "measure_scenes.h"
+#include "scratch_folder.h"
 #include "script/script_writer.h"
 
 namespace fs = std::filesystem;
@@ -27,11 +28,9 @@ namespace {
 const cv::Size frameSize(640, 480);
 constexpr double degree = std::numbers::pi / 180;
 
-// A folder of its own for a test, with blanks and letters beyond ASCII, empty at first and gone afterwards.
-struct WorkFolder {
-    fs::path path = fs::temp_directory_path() / ("prépare test " + std::to_string(::getpid()));
-    WorkFolder() { fs::create_directories(path / "in"); }
-    ~WorkFolder() { fs::remove_all(path); }
+// With a place for the frames that go in.
+struct WorkFolder : ScratchFolder {
+    WorkFolder() { fs::create_directories(at("in")); }
 };
 
 PrepareOptions makeOptions(const fs::path& folder) {

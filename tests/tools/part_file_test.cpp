@@ -10,6 +10,7 @@
 #include "parts/console_text.h"
 #include "parts/image_part.h"
 #include "parts/part_seal.h"
+#include "scratch_folder.h"
 #include "state/run_state.h"
 
 // A forged header makes CFITSIO ask for more memory than there is. It looks at what it gets: let it get nothing.
@@ -63,14 +64,11 @@ std::vector<CompositeSum> makeSums(uint32_t factor) {
     return sums;
 }
 
-std::string makePath(const char* file) {
-    return testing::TempDir() + file;
-}
-
 TEST(PartFile, GivesBackWhatWasWritten) {
     for (const bool hasComposite : {true, false}) {
         const RunIdentity identity = prepareRun(hasComposite);
-        const std::string path = makePath("part[1].fit");  // no pattern of the library's
+        const ScratchFolder scratch;
+        const std::string path = scratch.at("part[1].fit");  // no pattern of the library's
         const auto sums = makeSums(3);
         const auto records = makeRecords(2, 8);
         ASSERT_EQ(writePart(path, identity, records, hasComposite ? sums.data() : nullptr), "");
@@ -95,7 +93,8 @@ TEST(PartFile, GivesBackWhatWasWritten) {
 
 TEST(PartFile, IsStandardFits) {
     const RunIdentity identity = prepareRun(true);
-    const std::string path = makePath("standard.fit");
+    const ScratchFolder scratch;
+    const std::string path = scratch.at("standard.fit");
     const auto sums = makeSums(1);
     ASSERT_EQ(writePart(path, identity, makeRecords(1, 3), sums.data()), "");
     fitsfile* file = nullptr;
@@ -120,7 +119,8 @@ TEST(PartFile, IsStandardFits) {
 // Sums that no such number of images can give.
 TEST(PartFile, RefusesImpossibleSums) {
     const RunIdentity identity = prepareRun(true);
-    const std::string path = makePath("impossible.fit");
+    const ScratchFolder scratch;
+    const std::string path = scratch.at("impossible.fit");
     for (const uint32_t value : {uint32_t{3 * 255 + 1}, uint32_t{0xFFFFFFFF}}) {
         auto sums = makeSums(1);
         sums[11].sumGreen = value;
@@ -132,7 +132,8 @@ TEST(PartFile, RefusesImpossibleSums) {
 // Bytes that are wrong under a seal that is right, as somebody might make them: refused or read, and nothing else.
 TEST(PartFile, SurvivesForgedBytes) {
     const RunIdentity identity = prepareRun(true);
-    const std::string path = makePath("forged.fit");
+    const ScratchFolder scratch;
+    const std::string path = scratch.at("forged.fit");
     const auto sums = makeSums(1);
     ASSERT_EQ(writePart(path, identity, makeRecords(1, 9), sums.data()), "");
     std::ifstream input(path, std::ios::binary);
