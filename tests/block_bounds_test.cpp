@@ -22,8 +22,8 @@ LevelRow mixTwoRows(const Image& rows, int32_t n, int32_t across, int32_t down, 
     const auto count = static_cast<size_t>(rows.width) - 1, values = count * sizeof(Pixel);
     LevelRow mixed = {std::vector<Pixel>(count), std::vector<Pixel>(count)};
     std::vector<uint16_t> above(values), below(values);
-    mixingKernel().mixAcross(rowOf(rows, 0), count, across, n, above.data());
-    mixingKernel().mixAcross(rowOf(rows, 1), count, across, n, below.data());
+    mixingKernel().mixAcross(rowOf(rows, 0), rowOf(rows, 0) + 1, count, across, n, above.data());
+    mixingKernel().mixAcross(rowOf(rows, 1), rowOf(rows, 1) + 1, count, across, n, below.data());
     mixingKernel().mixDown(above.data(), below.data(), values,
                            {.fraction = down, .n = n, .exact = exact, .inside = across >= 0 && down >= 0},
                            reinterpret_cast<uint8_t*>(mixed.lower.data()),
@@ -108,8 +108,8 @@ TEST(MixingKernels, MixDownAndPrepareAtOnce) {
                 to.push_back({fractions[k], &got[k]});
             }
             std::vector<uint16_t> above(count * sizeof(Pixel)), below(above.size());
-            mixingKernel().mixAcross(rowOf(rows, 0), count, across, n, above.data());
-            mixingKernel().mixAcross(rowOf(rows, 1), count, across, n, below.data());
+            mixingKernel().mixAcross(rowOf(rows, 0), rowOf(rows, 0) + 1, count, across, n, above.data());
+            mixingKernel().mixAcross(rowOf(rows, 1), rowOf(rows, 1) + 1, count, across, n, below.data());
             mixRows({above.data(), below.data(), across >= 0, to}, count, n, stride);
             for (size_t i = 0; i < got.size() * MovingPixels::count; ++i) {
                 const MovingPixels &a = got[i / MovingPixels::count], &b = expected[i / MovingPixels::count];

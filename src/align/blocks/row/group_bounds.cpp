@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "align/blocks/row/column_bounds.h"
 #include "align/blocks/row/open_bounds.h"
@@ -83,13 +84,18 @@ void addPiece(GroupBounds& bounds, const SearchPlan& plan, size_t shiftAcross, c
 
 void prepareBounds(GroupBounds& bounds, const SearchPlan& plan) {
     layOutRows(bounds.moving, plan);
-    std::vector<size_t> order(plan.down.shifts.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    std::stable_sort(order.begin(), order.end(), [&plan](size_t a, size_t b) {
-        return plan.down.shifts[a].behind.fraction < plan.down.shifts[b].behind.fraction;
-    });
-    bounds.downPlaces.resize(order.size());
-    for (size_t place = 0; place < order.size(); ++place) bounds.downPlaces[order[place]] = place;
+    bounds.downShifts.resize(plan.down.shifts.size());
+    bounds.downPlaces.resize(plan.down.shifts.size());
+    std::iota(bounds.downShifts.begin(), bounds.downShifts.end(), size_t{0});
+    const auto showsFirst = [&plan](size_t shift) {
+        const AxisPiece& behind = plan.down.shifts[shift].behind;
+        return std::pair(behind.fraction, behind.index - behind.first);
+    };
+    std::stable_sort(bounds.downShifts.begin(), bounds.downShifts.end(),
+                     [&](size_t a, size_t b) { return showsFirst(a) < showsFirst(b); });
+    for (size_t place = 0; place < bounds.downShifts.size(); ++place) {
+        bounds.downPlaces[bounds.downShifts[place]] = place;
+    }
     tabulateRows(bounds, plan);
     tabulateRuns(bounds, plan);
 }

@@ -12,7 +12,8 @@
 struct GroupBounds {
     StillStrip still;
     MovingStrip moving;
-    std::vector<size_t> downPlaces;   // of each shift down, its place among the sums: those of one fraction together
+    std::vector<size_t> downShifts;   // of each place among the sums, the shift down: those of one fraction together
+    std::vector<size_t> downPlaces;   // of each shift down, its place
     std::vector<int32_t> movingRows;  // of every row of a block and place down, the first row of a block first
     std::vector<int32_t> runs;        // of every four rows of a block and place down
     std::vector<float> columnSums;    // of one shift across

@@ -22,10 +22,10 @@ static_assert(0x10000 - 255 * largestShortN * largestShortN >= 256 * largestShor
     return static_cast<uint16_t>(uint32_t{a} * b);
 }
 
-[[gnu::always_inline]] inline void mixAcrossBy(const Pixel* pixels, size_t count, int32_t fraction, int32_t n,
-                                               uint16_t* mixes) {
-    const auto* left = reinterpret_cast<const uint8_t*>(pixels);
-    const auto* right = left + sizeof(Pixel);
+[[gnu::always_inline]] inline void mixAcrossBy(const Pixel* leftPixels, const Pixel* rightPixels, size_t count,
+                                               int32_t fraction, int32_t n, uint16_t* mixes) {
+    const auto* left = reinterpret_cast<const uint8_t*>(leftPixels);
+    const auto* right = reinterpret_cast<const uint8_t*>(rightPixels);
     const auto leftWeight = static_cast<uint16_t>(n - fraction);
     const auto rightWeight = static_cast<uint16_t>(fraction);  // below 0 modulo 2^16, as the products are
     const auto highest = static_cast<uint16_t>(255 * n);
@@ -79,8 +79,8 @@ static_assert(0x10000 - 255 * largestShortN * largestShortN >= 256 * largestShor
     }
 }
 
-void mixAcrossPlain(const Pixel* pixels, size_t count, int32_t fraction, int32_t n, uint16_t* mixes) {
-    mixAcrossBy(pixels, count, fraction, n, mixes);
+void mixAcrossPlain(const Pixel* left, const Pixel* right, size_t count, int32_t fraction, int32_t n, uint16_t* mixes) {
+    mixAcrossBy(left, right, count, fraction, n, mixes);
 }
 
 void mixDownPlain(const uint16_t* above, const uint16_t* below, size_t count, const DownMix& mix, uint8_t* lower,
@@ -90,8 +90,9 @@ void mixDownPlain(const uint16_t* above, const uint16_t* below, size_t count, co
 
 #if defined(__x86_64__)
 
-[[TARGET_AVX2]] void mixAcrossAvx2(const Pixel* pixels, size_t count, int32_t fraction, int32_t n, uint16_t* mixes) {
-    mixAcrossBy(pixels, count, fraction, n, mixes);
+[[TARGET_AVX2]] void mixAcrossAvx2(const Pixel* left, const Pixel* right, size_t count, int32_t fraction, int32_t n,
+                                   uint16_t* mixes) {
+    mixAcrossBy(left, right, count, fraction, n, mixes);
 }
 
 struct Levels16 {
@@ -151,9 +152,9 @@ struct Levels16 {
     mixDownBy(above + i, below + i, count - i, mix, lower + i, upper + i);
 }
 
-[[TARGET_AVX512]] void mixAcrossAvx512(const Pixel* pixels, size_t count, int32_t fraction, int32_t n,
+[[TARGET_AVX512]] void mixAcrossAvx512(const Pixel* left, const Pixel* right, size_t count, int32_t fraction, int32_t n,
                                        uint16_t* mixes) {
-    mixAcrossBy(pixels, count, fraction, n, mixes);
+    mixAcrossBy(left, right, count, fraction, n, mixes);
 }
 
 struct Levels32 {

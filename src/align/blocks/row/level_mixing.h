@@ -12,8 +12,9 @@
 /// A mix across, in n-ths of a level, that leaves 0 to 255 n.
 constexpr uint16_t unknownMix = 0xFFFF;
 
-/// Mixes count pixels with their right neighbours (one pixel more is read): four mixes a pixel.
-using MixAcross = void (*)(const Pixel* pixels, size_t count, int32_t fraction, int32_t n, uint16_t* mixes);
+/// Mixes count pixels with their right neighbours: four mixes a pixel.
+using MixAcross = void (*)(const Pixel* left, const Pixel* right, size_t count, int32_t fraction, int32_t n,
+                           uint16_t* mixes);
 
 /// Mixes count values of a row with those of the row below, and cuts the mixes to levels. Exact: no rounding has moved
 /// them, so that both levels are the same, except where any level is meant: 0 and 255.

@@ -1,8 +1,10 @@
 #include "align/blocks/row/shift_choice.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <span>
 
 #include "align/blocks/row/level_mixing.h"
@@ -40,7 +42,7 @@ bool mixPiece(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group
     for (size_t row = 0; row <= height; ++row) {
         const Pixel* from =
             rowOf(group.moving, group.movingY + down.index + static_cast<int64_t>(row)) + x + across.index;
-        mixingKernel().mixAcross(from, width, across.fraction, n, work.mixes.data() + row * mixesPerRow);
+        mixingKernel().mixAcross(from, from + 1, width, across.fraction, n, work.mixes.data() + row * mixesPerRow);
     }
     const bool inside = across.fraction >= 0 && down.fraction >= 0;
     mixingKernel().mixDown(work.mixes.data(), work.mixes.data() + mixesPerRow, height * mixesPerRow,
@@ -81,38 +83,86 @@ float scoreShift(ScoringWork& work, const SearchPlan& plan, const BlockGroup& gr
     return computeScore(sum, plan.size * plan.size);
 }
 
-BlockMatch chooseShift(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, int64_t x,
-                       std::span<const float> squares, const std::vector<size_t>& downPlaces) {
-    const std::vector<AxisShift>&across = plan.across.shifts, &down = plan.down.shifts;
+// The lowest of numbers that are not negative: their bits have the same order, and compare faster.
+float findLowest(std::span<const float> numbers) {
+    int32_t lowest = std::numeric_limits<int32_t>::max();
+    for (const float number : numbers) lowest = std::min(lowest, std::bit_cast<int32_t>(number));
+    return std::bit_cast<float>(lowest);
+}
+
+// A block and its bounds: those of one shift across follow each other by place down.
+struct BoundedBlock {
+    const SearchPlan& plan;
+    const BlockGroup& group;
+    const GroupBounds& bounds;
+    int64_t movingX;
+    std::span<float> squares;
+};
+
+RatedShift rateShift(ScoringWork& work, const BoundedBlock& block, size_t number) {
+    const std::vector<AxisShift>&across = block.plan.across.shifts, &down = block.plan.down.shifts;
+    return {scoreShift(work, block.plan, block.group, block.movingX, across[number / down.size()],
+                       down[number % down.size()]),
+            number};
+}
+
+// What the squares of a better shift, or of one as good, do not exceed.
+double limitSquares(const SearchPlan& plan, const RatedShift& best) {
     const int64_t pairs = plan.size * plan.size;
-    const auto limitSquares = [pairs](float score) {
-        return findSquaresLimit(static_cast<double>(score) * static_cast<double>(pairs), pairs);
-    };
-    const auto likely = static_cast<size_t>(std::min_element(squares.begin(), squares.end()) - squares.begin());
-    const auto likelyDown =
-        static_cast<size_t>(std::find(downPlaces.begin(), downPlaces.end(), likely % down.size()) - downPlaces.begin());
-    float ceiling = scoreShift(work, plan, group, x, across[likely / down.size()], down[likelyDown]);
-    const float likelyScore = ceiling;
-    double squaresLimit = limitSquares(ceiling);
-    BlockMatch best = noBlockMatch;
-    for (size_t i = 0; i < across.size(); ++i) {
-        for (size_t j = 0; j < down.size(); ++j) {
-            const size_t entry = i * down.size() + downPlaces[j];
-            if (static_cast<double>(squares[entry]) > squaresLimit) continue;
-            const float score = entry == likely ? likelyScore : scoreShift(work, plan, group, x, across[i], down[j]);
-            takeBetter(best, score, across[i].shift, down[j].shift);
-            if (best.score == 0.0f) return best;  // nothing scores lower
-            if (best.score >= ceiling) continue;
-            ceiling = best.score;
-            squaresLimit = limitSquares(ceiling);
-        }
+    return findSquaresLimit(static_cast<double>(best.rating) * static_cast<double>(pairs), pairs);
+}
+
+// Rates the shifts that their bounds leave, those with the lowest bounds first, so that few are left, until one is
+// known to cost nothing. The bounds of those that are rated are taken away.
+RatedShift findLowestShift(ScoringWork& work, const BoundedBlock& block) {
+    constexpr float rated = std::numeric_limits<float>::infinity();
+    const size_t places = block.plan.down.shifts.size();
+    const auto ofRow = [&](size_t row) { return block.squares.subspan(row * places, places); };
+    work.lowest.resize(block.plan.across.shifts.size());
+    for (size_t row = 0; row < work.lowest.size(); ++row) work.lowest[row] = findLowest(ofRow(row));
+    RatedShift best = {rated, 0};
+    double limit = rated;
+    while (best.rating > 0.0f) {
+        const float bound = findLowest(work.lowest);
+        if (bound == rated || static_cast<double>(bound) > limit) break;
+        const auto row =
+            static_cast<size_t>(std::find(work.lowest.begin(), work.lowest.end(), bound) - work.lowest.begin());
+        const auto entry = std::find(ofRow(row).begin(), ofRow(row).end(), bound);
+        const auto place = static_cast<size_t>(entry - ofRow(row).begin());
+        best = std::min(best, rateShift(work, block, row * places + block.bounds.downShifts[place]));
+        limit = limitSquares(block.plan, best);
+        *entry = rated;
+        work.lowest[row] = findLowest(ofRow(row));
     }
     return best;
 }
 
+// The first one of the shifts that cost nothing, of which one is known.
+RatedShift findFirstWithoutCost(ScoringWork& work, const BoundedBlock& block, const RatedShift& known) {
+    const size_t places = block.plan.down.shifts.size();
+    const double limit = limitSquares(block.plan, known);
+    for (size_t number = 0; number < known.number; ++number) {
+        const size_t entry = number - number % places + block.bounds.downPlaces[number % places];
+        if (static_cast<double>(block.squares[entry]) > limit) continue;
+        const RatedShift shift = rateShift(work, block, number);
+        if (shift.rating == 0.0f) return shift;
+    }
+    return known;
+}
+
+BlockMatch chooseShift(ScoringWork& work, const BoundedBlock& block) {
+    RatedShift best = findLowestShift(work, block);
+    if (best.rating == 0.0f) best = findFirstWithoutCost(work, block, best);
+    const size_t places = block.plan.down.shifts.size();
+    BlockMatch match = noBlockMatch;
+    takeBetter(match, best.rating, block.plan.across.shifts[best.number / places].shift,
+               block.plan.down.shifts[best.number % places].shift);
+    return match;
+}
+
 }  // namespace
 
-void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, const GroupBounds& bounds,
+void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, GroupBounds& bounds,
                   BlockMatch* matches) {
     const size_t count = plan.across.shifts.size() * plan.down.shifts.size();
     const auto pairs = static_cast<size_t>(plan.size * plan.size);
@@ -125,7 +175,10 @@ void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& g
     for (int64_t b = 0; b < group.count; ++b) {
         cutBlock(group.still, group.stillX + b * group.spacing, group.stillY, plan.size, work.still.data());
         matches[b] =
-            chooseShift(work, plan, group, group.movingX + b * group.spacing,
-                        std::span(bounds.squares).subspan(static_cast<size_t>(b) * count, count), bounds.downPlaces);
+            chooseShift(work, {.plan = plan,
+                               .group = group,
+                               .bounds = bounds,
+                               .movingX = group.movingX + b * group.spacing,
+                               .squares = std::span(bounds.squares).subspan(static_cast<size_t>(b) * count, count)});
     }
 }

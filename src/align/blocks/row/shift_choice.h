@@ -1,9 +1,20 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "align/blocks/row/group_bounds.h"
+
+/// A shift by its number in the order of the search, with its bound or its score. The lower one is the better one, the
+/// earlier one of equals.
+struct RatedShift {
+    float rating;
+    size_t number;
+    bool operator<(const RatedShift& other) const {
+        return rating < other.rating || (rating == other.rating && number < other.number);
+    }
+};
 
 /// Memory that shifts are scored in, kept from block to block; empty at first.
 struct ScoringWork {
@@ -11,9 +22,10 @@ struct ScoringWork {
     std::vector<Pixel> still, candidate;  // the pixels of a block, row after row
     std::vector<uint16_t> mixes;          // of a piece of a block: across, and the row below
     std::vector<Pixel> lower, upper;      // its levels
+    std::vector<float> lowest;            // bound of each shift across
 };
 
 /// The matches of the blocks of a group, one a block: the shifts that their sums of squares leave are scored exactly,
-/// the likeliest one first.
-void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, const GroupBounds& bounds,
+/// the likeliest ones first, whose sums are used up.
+void chooseShifts(ScoringWork& work, const SearchPlan& plan, const BlockGroup& group, GroupBounds& bounds,
                   BlockMatch* matches);

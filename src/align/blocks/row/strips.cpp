@@ -19,6 +19,11 @@ StripRuns cutStrip(const StripShape& shape, int64_t spacing, int64_t widthOfBloc
     return {1, (shape.count - 1) * shape.pitch + widthOfBlock};
 }
 
+// Lays the runs of a row out as the strip has them.
+void gatherRow(const Pixel* from, const StripRuns& runs, int64_t spacing, int64_t pitch, Pixel* to) {
+    for (int64_t i = 0; i < runs.count; ++i) std::copy_n(from + i * spacing, runs.width, to + i * pitch);
+}
+
 void prepareRow(MovingStrip& strip, bool exact, int64_t row) {
     const auto count = static_cast<size_t>(strip.stride), rows = static_cast<size_t>(strip.rows);
     MovingPixels* to = strip.prepared.data() + row;
@@ -41,9 +46,7 @@ void copyRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& grou
     const StripRuns runs = cutStrip(shape, group.spacing, shape.reach);
     for (int64_t offset = plan.down.firstOffset; offset <= plan.down.lastOffset; ++offset) {
         const Pixel* from = rowOf(group.moving, group.movingY + offset) + group.movingX + shape.firstOffset;
-        for (int64_t i = 0; i < runs.count; ++i) {
-            std::copy_n(from + i * group.spacing, runs.width, strip.lower.data() + i * shape.pitch);
-        }
+        gatherRow(from, runs, group.spacing, shape.pitch, strip.lower.data());
         prepareRow(strip, true, strip.zeroRow[1] + offset);
     }
 }
@@ -53,15 +56,20 @@ void mixRows(MovingStrip& strip, const SearchPlan& plan, const BlockGroup& group
     const int32_t n = plan.fractionsPerPixel;
     const StripRuns runs = cutStrip(shape, group.spacing, shape.reach);
     const int64_t mixesPerRow = strip.stride * static_cast<int64_t>(sizeof(Pixel));
+    const auto width = static_cast<size_t>((shape.count - 1) * shape.pitch + shape.reach);
     const int64_t firstOffset = plan.down.firstOffset, lastOffset = plan.down.lastOffset;
     strip.mixes.resize(static_cast<size_t>((lastOffset - firstOffset + 2) * mixesPerRow));
     for (int64_t offset = firstOffset; offset <= lastOffset + 1; ++offset) {
         const Pixel* from = rowOf(group.moving, group.movingY + offset) + group.movingX + shape.firstOffset;
         uint16_t* to = strip.mixes.data() + (offset - firstOffset) * mixesPerRow;
-        for (int64_t i = 0; i < runs.count; ++i) {
-            mixingKernel().mixAcross(from + i * group.spacing, static_cast<size_t>(runs.width), fraction, n,
-                                     to + i * shape.pitch * static_cast<int64_t>(sizeof(Pixel)));
+        const Pixel *left = from, *right = from + 1;
+        if (runs.count > 1) {
+            gatherRow(left, runs, group.spacing, shape.pitch, strip.lower.data());
+            gatherRow(right, runs, group.spacing, shape.pitch, strip.upper.data());
+            left = strip.lower.data();
+            right = strip.upper.data();
         }
+        mixingKernel().mixAcross(left, right, width, fraction, n, to);
     }
     const MixRows mixAtOnce = n > largestShortN ? nullptr : plan.exact ? columnKernel().mixRows : openKernel().mixRows;
     std::vector<MixedRow> rows;
@@ -107,14 +115,13 @@ void fillStillStrip(StillStrip& strip, const SearchPlan& plan, const BlockGroup&
     strip.stride = static_cast<size_t>((shape.count - 1) * shape.pitch + shape.pixels + 2 * stripMargin);
     strip.factors.resize(strip.stride * static_cast<size_t>(plan.size));
     strip.norms.resize(strip.factors.size());
+    const size_t width = strip.stride - 2 * static_cast<size_t>(stripMargin);
+    strip.row.resize(width);
     for (int64_t y = 0; y < plan.size; ++y) {
-        const Pixel* row = rowOf(group.still, group.stillY + y) + group.stillX;
-        for (int64_t i = 0; i < runs.count; ++i) {
-            const size_t to =
-                static_cast<size_t>(y) * strip.stride + static_cast<size_t>(stripMargin + i * shape.pitch);
-            prepare(row + i * group.spacing, static_cast<size_t>(runs.width), strip.factors.data() + to,
-                    strip.norms.data() + to);
-        }
+        const Pixel* from = rowOf(group.still, group.stillY + y) + group.stillX;
+        if (runs.count > 1) gatherRow(from, runs, group.spacing, shape.pitch, strip.row.data());
+        const size_t to = static_cast<size_t>(y) * strip.stride + static_cast<size_t>(stripMargin);
+        prepare(runs.count > 1 ? strip.row.data() : from, width, strip.factors.data() + to, strip.norms.data() + to);
     }
 }
 

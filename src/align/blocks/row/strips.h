@@ -34,6 +34,7 @@ struct StillStrip {
     size_t stride = 0;
     std::vector<uint32_t> factors;
     std::vector<int32_t> norms;
+    std::vector<Pixel> row;  // of runs that lie apart in the picture
 };
 void fillStillStrip(StillStrip& strip, const SearchPlan& plan, const BlockGroup& group, const StripShape& shape);
 
