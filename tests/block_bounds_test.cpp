@@ -152,9 +152,12 @@ TEST(OpenKernels, BoundTheCostOfEveryLevelBetween) {
                 openKernel().prepareMoving(rowOf(lower, y), rowOf(upper, y), lanes, &prepared[size_t(y)], 1);
             for (int32_t y = 0; y < rows; ++y)
                 for (int32_t s = 0; s < shifts; ++s) table.push_back(y + s);
+            std::vector<int32_t> runs;
+            for (size_t y = 0; y + runRows <= rows; y += runRows)
+                for (int32_t s = 0; s < shifts; ++s) runs.push_back(round % 2 == 0 ? shifts - s : 0);
             std::vector<float> sums(shifts * lanes);
             openKernel().sumColumns(
-                {factors.data(), norms.data(), lanes, rows, prepared.data(), table.data(), nullptr, shifts},
+                {factors.data(), norms.data(), lanes, rows, prepared.data(), table.data(), runs.data(), shifts},
                 sums.data(), lanes);
             if (level == VectorLevel::plain) plainSums = sums;
             for (int32_t s = 0; s < shifts; ++s) {

@@ -2,72 +2,21 @@
 
 #if defined(__x86_64__)
 
+#include "align/blocks/row/column_tiles_avx512.h"
 #include "core/vector_instructions.h"
 
 namespace {
 
-// What follows works on as many shifts as their sums stay in registers: a number known when compiling.
-
-[[TARGET_AVX512_VNNI, gnu::always_inline]] inline __m512 addSquares16(__m512 sum, __m512i norms, __m512i factors,
-                                                                      __m512i facing) {
-    const __m512i e = _mm512_dpbusd_epi32(norms, factors, facing);
-    const __m512 bounded = _mm512_cvtepi32_ps(_mm512_max_epi32(e, _mm512_set1_epi32(squareOffset)));
-    return _mm512_fmadd_ps(bounded, bounded, sum);
-}
-
-[[TARGET_AVX512_VNNI, gnu::always_inline]] inline void addRow16(const FacingColumns& columns, size_t y,
-                                                                size_t firstShift, const size_t shifts, __m512* sum) {
-    const int32_t* movingRows = columns.movingRows + y * columns.shifts + firstShift;
-    const __m512i factors = _mm512_loadu_si512(columns.factors + y * columns.stride);
-    const __m512i norms = _mm512_loadu_si512(columns.norms + y * columns.stride);
-#pragma GCC unroll 9
-    for (size_t s = 0; s < shifts; ++s) {
-        const MovingPixels& moving = columns.moving[movingRows[s]];
-        const __m512i both = _mm512_add_epi32(norms, _mm512_load_si512(moving.norms));
-        sum[s] = addSquares16(sum[s], both, factors, _mm512_load_si512(moving.factors));
+// A pair of rows of sixteen pixels that are known.
+struct KnownRows {
+    [[TARGET_AVX512_VNNI, gnu::always_inline]] static inline __m512 addSquares(__m512 sum, const Rows16& still,
+                                                                               const Rows16& moving) {
+        const __m512i both = _mm512_add_epi32(still.norms, moving.norms);
+        const __m512i e = _mm512_dpbusd_epi32(both, still.factors, moving.factors);
+        const __m512 bounded = _mm512_cvtepi32_ps(_mm512_max_epi32(e, _mm512_set1_epi32(squareOffset)));
+        return _mm512_fmadd_ps(bounded, bounded, sum);
     }
-}
-
-// Four rows from y on at a run of shifts: each moving row is loaded once.
-[[TARGET_AVX512_VNNI, gnu::always_inline]] inline void addRun16(const FacingColumns& columns, size_t y,
-                                                                size_t firstShift, const size_t shifts, __m512* sum) {
-    const MovingPixels* moving = columns.moving + columns.movingRows[y * columns.shifts + firstShift];
-    __m512i factors[runRows], norms[runRows];
-#pragma GCC unroll 4
-    for (size_t k = 0; k < runRows; ++k) {
-        factors[k] = _mm512_loadu_si512(columns.factors + (y + k) * columns.stride);
-        norms[k] = _mm512_loadu_si512(columns.norms + (y + k) * columns.stride);
-    }
-#pragma GCC unroll 12
-    for (size_t row = 0; row < shifts + runRows - 1; ++row) {
-        const __m512i facing = _mm512_load_si512(moving[row].factors);
-        const __m512i facingNorms = _mm512_load_si512(moving[row].norms);
-#pragma GCC unroll 4
-        for (size_t k = 0; k < runRows; ++k) {
-            if (row < k || row - k >= shifts) continue;
-            const __m512i both = _mm512_add_epi32(norms[k], facingNorms);
-            sum[row - k] = addSquares16(sum[row - k], both, factors[k], facing);
-        }
-    }
-}
-
-[[TARGET_AVX512_VNNI, gnu::always_inline]] inline void sumTile16(const FacingColumns& columns, size_t firstShift,
-                                                                 const size_t shifts, float* sums, size_t sumStride) {
-    __m512 sum[9];
-#pragma GCC unroll 9
-    for (size_t s = 0; s < shifts; ++s) sum[s] = _mm512_setzero_ps();
-    size_t y = 0;
-    for (; y + runRows <= columns.rows; y += runRows) {
-        if (static_cast<size_t>(columns.runs[y / runRows * columns.shifts + firstShift]) >= shifts) {
-            addRun16(columns, y, firstShift, shifts, sum);
-            continue;
-        }
-        for (size_t k = 0; k < runRows; ++k) addRow16(columns, y + k, firstShift, shifts, sum);
-    }
-    for (; y < columns.rows; ++y) addRow16(columns, y, firstShift, shifts, sum);
-#pragma GCC unroll 9
-    for (size_t s = 0; s < shifts; ++s) _mm512_storeu_ps(sums + (firstShift + s) * sumStride, sum[s]);
-}
+};
 
 [[TARGET_AVX2]] inline __m256i load(const void* from) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(from));
@@ -178,18 +127,7 @@ struct ClippedPixels {
 }
 
 [[TARGET_AVX512_VNNI]] void sumColumnsAvx512(const FacingColumns& columns, float* sums, size_t sumStride) {
-    const size_t groups = columns.rows / runRows;  // the last one seldom reaches over a corner
-    for (size_t s = 0; s < columns.shifts;) {
-        size_t run = groups > 0 ? static_cast<size_t>(columns.runs[(groups - 1) * columns.shifts + s]) : 0;
-        if (run < 3) run = columns.shifts - s;
-        const size_t tile = run >= 9 ? 9 : run >= 8 ? 8 : run >= 5 ? 5 : run >= 3 ? 3 : 1;
-        if (tile == 9) sumTile16(columns, s, 9, sums, sumStride);
-        if (tile == 8) sumTile16(columns, s, 8, sums, sumStride);
-        if (tile == 5) sumTile16(columns, s, 5, sums, sumStride);
-        if (tile == 3) sumTile16(columns, s, 3, sums, sumStride);
-        if (tile == 1) sumTile16(columns, s, 1, sums, sumStride);
-        s += tile;
-    }
+    sumColumns16<KnownRows>(columns, sums, sumStride);
 }
 
 #endif

@@ -2,6 +2,7 @@
 
 #if defined(__x86_64__)
 
+#include "align/blocks/row/column_tiles_avx512.h"
 #include "core/vector_instructions.h"
 
 namespace {
@@ -19,33 +20,19 @@ constexpr int weightByte = static_cast<int>(0xFF000000u);
     return _mm512_add_epi8(levels, _mm512_and_si512(levels, _mm512_set1_epi32(doubledBytes)));
 }
 
-// Shifts that share the loads of a still row; their sums stay in registers, so their number is known when compiling.
-
-[[TARGET_AVX512_VNNI, gnu::always_inline]] inline void sumTile16(const FacingColumns& columns, size_t firstShift,
-                                                                 const size_t shifts, float* sums, size_t sumStride) {
-    const __m512i offset = _mm512_set1_epi32(squareOffset);
-    __m512 sum[8];
-#pragma GCC unroll 8
-    for (size_t s = 0; s < shifts; ++s) sum[s] = _mm512_setzero_ps();
-    const int32_t* movingRows = columns.movingRows + firstShift;
-    for (size_t y = 0; y < columns.rows; ++y, movingRows += columns.shifts) {
-        const __m512i still = _mm512_loadu_si512(columns.factors + y * columns.stride);
-        const __m512i norms = _mm512_loadu_si512(columns.norms + y * columns.stride);
-        const __mmask16 hasData = _mm512_test_epi32_mask(norms, norms);
-#pragma GCC unroll 8
-        for (size_t s = 0; s < shifts; ++s) {
-            const MovingPixels& moving = columns.moving[movingRows[s]];
-            const __m512i above = _mm512_subs_epu8(still, _mm512_load_si512(moving.norms));
-            const __m512i below = _mm512_subs_epu8(_mm512_load_si512(moving.factors), still);
-            const __m512i distance = _mm512_or_si512(above, below);
-            const __m512i e = _mm512_mask_dpbusd_epi32(offset, hasData, distance, distance);
-            const __m512 rounded = _mm512_cvtepi32_ps(e);
-            sum[s] = _mm512_fmadd_ps(rounded, rounded, sum[s]);
-        }
+// A pair of rows of sixteen pixels, the moving ones between their lowest levels (factors) and their highest (norms).
+struct OpenRows {
+    [[TARGET_AVX512_VNNI, gnu::always_inline]] static inline __m512 addSquares(__m512 sum, const Rows16& still,
+                                                                               const Rows16& moving) {
+        const __mmask16 hasData = _mm512_test_epi32_mask(still.norms, still.norms);
+        const __m512i above = _mm512_subs_epu8(still.factors, moving.norms);
+        const __m512i below = _mm512_subs_epu8(moving.factors, still.factors);
+        const __m512i distance = _mm512_or_si512(above, below);
+        const __m512 e =
+            _mm512_cvtepi32_ps(_mm512_mask_dpbusd_epi32(_mm512_set1_epi32(squareOffset), hasData, distance, distance));
+        return _mm512_fmadd_ps(e, e, sum);
     }
-#pragma GCC unroll 8
-    for (size_t s = 0; s < shifts; ++s) _mm512_storeu_ps(sums + (firstShift + s) * sumStride, sum[s]);
-}
+};
 
 [[TARGET_AVX2]] inline __m256i load(const void* from) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(from));
@@ -136,10 +123,7 @@ constexpr int weightByte = static_cast<int>(0xFF000000u);
 }
 
 [[TARGET_AVX512_VNNI]] void sumOpenColumnsAvx512(const FacingColumns& columns, float* sums, size_t sumStride) {
-    size_t s = 0;
-    for (; s + 8 <= columns.shifts; s += 8) sumTile16(columns, s, 8, sums, sumStride);
-    for (; s + 4 <= columns.shifts; s += 4) sumTile16(columns, s, 4, sums, sumStride);
-    for (; s < columns.shifts; ++s) sumTile16(columns, s, 1, sums, sumStride);
+    sumColumns16<OpenRows>(columns, sums, sumStride);
 }
 
 #endif
