@@ -7,6 +7,7 @@
 #include "base/format_text.h"
 #include "base/messages.h"
 #include "parts/run.h"
+#include "parts/run_process.h"
 #include "report/report.h"
 #include "script/script_check.h"
 #include "stack/distortion.h"
@@ -42,7 +43,7 @@ bool runPass(const StackOptions& options, const std::string& folder, const char*
     run.force = true;
     RunSummary summary;
     const int status = runScript(run, summary);
-    return status == 0 || status == 1;
+    return (status == 0 || status == 1) && stopSignal() == 0;
 }
 
 int countPasses(const StackOptions& options, const PreparedSeries& series) {
@@ -169,12 +170,15 @@ int stackPictures(const StackOptions& options) {
         series = {};
         if (prepareFrames(prepare, &series) == 2) return 2;
     }
-    if (!runPass(options, prepare.folder, formatText(tr("Pass 1 of %d"), passes).c_str())) return 2;
+    if (!runPass(options, prepare.folder, formatText(tr("Pass 1 of %d"), passes).c_str())) {
+        return stopSignal() != 0 ? 128 + stopSignal() : 2;
+    }
     bool whole = true;
     if (passes > 1) {
         PassReview review = reviewPass(prepare.folder, series.frames, series.kind);
         whole = isSound(review) && runFurtherPasses(options, series, passes, review, series.frames);
         releaseImage(review.reference);
+        if (stopSignal() != 0) return 128 + stopSignal();
     }
     return finish(options, whole);
 }
