@@ -83,6 +83,16 @@ float scoreShift(ScoringWork& work, const SearchPlan& plan, const BlockGroup& gr
     return computeScore(sum, plan.size * plan.size);
 }
 
+// A shift by its number in the order of the search, with its score: the lower one is the better one, the earlier one of
+// equals.
+struct RatedShift {
+    float rating;
+    size_t number;
+    bool operator<(const RatedShift& other) const {
+        return rating < other.rating || (rating == other.rating && number < other.number);
+    }
+};
+
 // The lowest of numbers that are not negative: their bits have the same order, and compare faster.
 float findLowest(std::span<const float> numbers) {
     int32_t lowest = std::numeric_limits<int32_t>::max();
@@ -124,7 +134,7 @@ RatedShift findLowestShift(ScoringWork& work, const BoundedBlock& block) {
     double limit = rated;
     while (best.rating > 0.0f) {
         const float bound = findLowest(work.lowest);
-        if (bound == rated || static_cast<double>(bound) > limit) break;
+        if (static_cast<double>(bound) > limit) break;
         const auto row =
             static_cast<size_t>(std::find(work.lowest.begin(), work.lowest.end(), bound) - work.lowest.begin());
         const auto entry = std::find(ofRow(row).begin(), ofRow(row).end(), bound);

@@ -1,20 +1,9 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "align/blocks/row/group_bounds.h"
-
-/// A shift by its number in the order of the search, with its bound or its score. The lower one is the better one, the
-/// earlier one of equals.
-struct RatedShift {
-    float rating;
-    size_t number;
-    bool operator<(const RatedShift& other) const {
-        return rating < other.rating || (rating == other.rating && number < other.number);
-    }
-};
 
 /// Memory that shifts are scored in, kept from block to block; empty at first.
 struct ScoringWork {
